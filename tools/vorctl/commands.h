@@ -1,0 +1,16 @@
+// Each command adds its subcommand to the application. A command's callback
+// stores its exit status in `status`.
+#ifndef VOR_TOOLS_VORCTL_COMMANDS_H_
+#define VOR_TOOLS_VORCTL_COMMANDS_H_
+
+#include <CLI/CLI.hpp>
+
+#include "globals.h"
+
+namespace vorctl {
+
+void AddExplainCommand(CLI::App& app, const Globals& globals, int& status);
+
+}  // namespace vorctl
+
+#endif  // VOR_TOOLS_VORCTL_COMMANDS_H_

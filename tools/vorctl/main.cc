@@ -1,0 +1,61 @@
+// vorctl: administer and try out the libvor module from the command line.
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "commands.h"
+#include "globals.h"
+#include "output.h"
+
+int main(int argc, char** argv) {
+  using namespace vorctl;
+  Globals globals;
+  int status = kExitOk;
+
+  CLI::App app("vorctl: ask the libvor module which files and processes are critical to the OS",
+               "vorctl");
+  app.set_version_flag("--version", std::string("vorctl ") + VORCTL_VERSION);
+  app.require_subcommand(0, 1);
+  app.add_option("--module", globals.modulePath,
+                 "the libvor.so to load (default: the one built or installed beside vorctl)");
+  app.add_option("--storage", globals.storageDir,
+                 "storage directory holding vor_proc.xms (default: an empty storage)");
+  app.add_option("--sysroot", globals.sysroot,
+                 "read release files and test samples below DIR, as under a chroot")
+      ->default_val("/");
+  app.add_option("--flag", globals.flags, "a host feature flag NAME=VALUE (repeatable)")
+      ->type_name("NAME=VALUE");
+  app.add_option("--env", globals.env, "a host environment value NAME=VALUE (repeatable)")
+      ->type_name("NAME=VALUE");
+  app.add_option("--trace", globals.traceLevel,
+                 "write module trace lines up to LEVEL: error, warning, info, debug or a number")
+      ->check([](const std::string& text) {
+        return ParseTraceLevel(text) ? std::string() : "invalid trace level '" + text + "'";
+      });
+  app.add_option("--trace-file", globals.traceFile, "write trace lines to FILE instead of stderr");
+  app.add_flag("--json", globals.json, "machine-readable output on stdout");
+
+  AddExplainCommand(app, globals, status);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForVersion& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    PrintError(e.what());
+    std::cerr << "Run 'vorctl --help' for usage.\n";
+    return kExitUsage;
+  } catch (const std::exception& e) {
+    PrintError(e.what());
+    return kExitModuleFailed;
+  }
+  if (app.get_subcommands().empty()) {
+    std::cout << app.help();
+    return kExitOk;
+  }
+  return status;
+}
