@@ -1,0 +1,36 @@
+// The host that vorctl builds from its global options: the reference host's
+// services registered in one service locator.
+#ifndef VOR_TOOLS_VORCTL_REFERENCE_HOST_H_
+#define VOR_TOOLS_VORCTL_REFERENCE_HOST_H_
+
+#include <optional>
+#include <string>
+
+#include "globals.h"
+#include "host/malloc_allocator.h"
+#include "host/service_locator.h"
+#include "host/stream_tracer.h"
+#include "vor/ref.h"
+
+namespace vorctl {
+
+class ReferenceHost {
+ public:
+  // Builds the host; on bad options returns nullopt after printing why.
+  static std::optional<ReferenceHost> Create(const Globals& globals);
+
+  zel::IServiceLocator* locator() const { return locator_.get(); }
+  zel::IAllocator* allocator() const { return allocator_.get(); }
+  zel::ITracer* tracer() const { return tracer_.get(); }
+
+ private:
+  ReferenceHost() = default;
+
+  vor::Ref<vor::host::MallocAllocator> allocator_;
+  vor::Ref<vor::host::StreamTracer> tracer_;
+  vor::Ref<vor::host::ServiceLocator> locator_;
+};
+
+}  // namespace vorctl
+
+#endif  // VOR_TOOLS_VORCTL_REFERENCE_HOST_H_
