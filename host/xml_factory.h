@@ -1,0 +1,55 @@
+// The host's XML factory over pugixml: parses a stream into document and
+// element nodes. pugixml never reads a DTD nor expands entities beyond the
+// five predefined ones and character references, so a document cannot pull
+// in external files or blow up through nested entities.
+#ifndef VOR_HOST_XML_FACTORY_H_
+#define VOR_HOST_XML_FACTORY_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "host/host_object.h"
+#include "vor/host_services.h"
+#include "vor/ref.h"
+#include "vor/xml.h"
+
+namespace vor::host {
+
+class XmlFactory : public HostObject<zel::IXmlFactory> {
+ public:
+  static constexpr std::size_t kDefaultMaxBytes = 16u << 20;
+  // Refused results.
+  static constexpr zel::result_t kNotSupported = 0x80000042;
+  static constexpr zel::result_t kTooBig = 0x80000078;
+  static constexpr zel::result_t kOutOfMemory = 0x80000041;
+  static constexpr zel::result_t kParseError = 0x8000005a;
+
+  // Parse errors are also written to `tracer` (may be null) at level 300.
+  explicit XmlFactory(zel::ITracer* tracer = nullptr,
+                      std::size_t maxBytes = kDefaultMaxBytes);
+  ~XmlFactory() override;
+
+  // An empty document node (no children).
+  zel::result_t CreateDocument(zel::IXmlNode** out) override;
+  // Reads `source` from its current position to its end and parses it.
+  zel::result_t OpenDocument(zel::IIo* source, std::uint32_t format,
+                             zel::IXmlNode** out) override;
+
+  // The reason the last OpenDocument failed ("" after a success), such as
+  // "xml: Start-end tags mismatch at offset 42".
+  std::string last_error() const;
+
+ private:
+  void Fail(std::string text);
+
+  Ref<zel::ITracer> tracer_;
+  std::size_t maxBytes_;
+  mutable std::mutex mutex_;
+  std::string lastError_;
+};
+
+}  // namespace vor::host
+
+#endif  // VOR_HOST_XML_FACTORY_H_
