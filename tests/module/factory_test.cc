@@ -1,0 +1,174 @@
+// The module's exports and class factory, driven as a host drives them.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "tests/module/module_loader.h"
+#include "tests/testing_host/testing_host.h"
+#include "vor/corvane.h"
+#include "vor/module.h"
+
+namespace vor::testing {
+namespace {
+
+constexpr zel::result_t kNoInterface = 0x80000001;
+constexpr zel::result_t kNotImplemented = 0x80000043;
+
+class FactoryTest : public ::testing::Test {
+ protected:
+  Ref<zel::IObjectFactory> GetFactory() {
+    Ref<zel::IObjectFactory> factory;
+    EXPECT_EQ(module_.GetObjectFactory(host_.locator.get(), kCorvaneClassId, factory.put()), 0u);
+    return factory;
+  }
+
+  TestingHost host_;
+  LoadedModule module_;
+};
+
+TEST_F(FactoryTest, VersionRecordIsFortyBytesOfVersion1740) {
+  static_assert(sizeof(ModuleVersionRecord) == 40);
+  unsigned char bytes[40];
+  std::memcpy(bytes, module_.version, sizeof bytes);
+  auto u16 = [&](int offset) { return bytes[offset] | bytes[offset + 1] << 8; };
+  EXPECT_EQ(bytes[0] | bytes[1] << 8 | bytes[2] << 16 | bytes[3] << 24, 1);
+  EXPECT_EQ(u16(4), 1);
+  EXPECT_EQ(u16(6), 7);
+  EXPECT_EQ(u16(8), 4);
+  EXPECT_EQ(u16(10), 0);
+  EXPECT_EQ(u16(12), 1);
+  EXPECT_EQ(u16(14), 7);
+  EXPECT_EQ(u16(16), 4);
+  EXPECT_EQ(u16(18), 0);
+  for (int i = 20; i < 40; ++i) EXPECT_EQ(bytes[i], 0) << "reserved byte " << i;
+}
+
+TEST_F(FactoryTest, UnknownClassIdsAreNotImplemented) {
+  for (std::uint32_t class_id : {0u, 0x12345678u, kCorvaneClassId + 1, 0xffffffffu}) {
+    auto* sentinel = reinterpret_cast<zel::IObjectFactory*>(0x1);
+    zel::IObjectFactory* out = sentinel;
+    EXPECT_EQ(module_.GetObjectFactory(host_.locator.get(), class_id, &out), kNotImplemented);
+    EXPECT_EQ(out, nullptr);
+  }
+  EXPECT_EQ(module_.CanUnloadModule(), 0u);
+}
+
+TEST_F(FactoryTest, FactoryCountsAsLiveUntilReleased) {
+  EXPECT_EQ(module_.CanUnloadModule(), 0u);
+  Ref<zel::IObjectFactory> factory = GetFactory();
+  ASSERT_TRUE(factory);
+  EXPECT_EQ(module_.CanUnloadModule(), 1u);
+
+  EXPECT_EQ(factory->AddRef(), 2u);
+  EXPECT_EQ(factory->Release(), 1u);
+
+  void* out = nullptr;
+  EXPECT_EQ(factory->QueryInterface(0, &out), 0u);
+  EXPECT_EQ(out, factory.get());
+  static_cast<zel::IObject*>(out)->Release();
+  EXPECT_EQ(factory->QueryInterface(zel::IObjectFactory::kIid, &out), 0u);
+  EXPECT_EQ(out, factory.get());
+  static_cast<zel::IObject*>(out)->Release();
+  out = factory.get();
+  EXPECT_EQ(factory->QueryInterface(ICorvane2::kIid, &out), kNoInterface);
+  EXPECT_EQ(out, nullptr);
+
+  factory.reset();
+  EXPECT_EQ(module_.CanUnloadModule(), 0u);
+}
+
+TEST_F(FactoryTest, CreateInstanceAnswersForEveryServiceInterface) {
+  Ref<zel::IObjectFactory> factory = GetFactory();
+  const std::int64_t blocks_before = host_.allocator->live_blocks();
+
+  Ref<ICorvane2> main;
+  ASSERT_EQ(factory->CreateInstance(host_.locator.get(), 0, main.put_void()), 0u);
+  ASSERT_TRUE(main);
+  EXPECT_EQ(host_.allocator->live_blocks(), blocks_before + 1) << "the service lives in host memory";
+
+  // Every interface of the one object answers for all four ids.
+  const std::uint32_t ids[] = {0, ICorvane2::kIid, app_core::service_manager::IStorageObjectState::kIid,
+                               app_core::service_manager::IObjectState::kIid,
+                               app_core::service_manager::IStorageUpdateDelegate::kIid};
+  for (std::uint32_t from : ids) {
+    Ref<zel::IObject> start;
+    ASSERT_EQ(main->QueryInterface(from, start.put_void()), 0u);
+    for (std::uint32_t to : ids) {
+      Ref<zel::IObject> other;
+      ASSERT_EQ(start->QueryInterface(to, other.put_void()), 0u) << std::hex << from << "->" << to;
+      Ref<ICorvane2> back;
+      ASSERT_EQ(other->QueryInterface(0, back.put_void()), 0u);
+      EXPECT_EQ(back.get(), main.get());
+    }
+    void* none = start.get();
+    EXPECT_EQ(start->QueryInterface(0x12345678, &none), kNoInterface);
+    EXPECT_EQ(none, nullptr);
+  }
+
+  main.reset();
+  factory.reset();
+  EXPECT_EQ(host_.allocator->live_blocks(), blocks_before);
+  EXPECT_EQ(module_.CanUnloadModule(), 0u);
+}
+
+TEST_F(FactoryTest, UnknownInterfaceLeavesNothingAlive) {
+  Ref<zel::IObjectFactory> factory = GetFactory();
+  void* out = reinterpret_cast<void*>(0x1);
+  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0x12345678, &out), kNoInterface);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(host_.allocator->live_blocks(), 0);
+  // Created and destroyed at once: both lifetime lines were written.
+  EXPECT_TRUE(host_.tracer->Contains("vor: Loading "));
+  EXPECT_TRUE(host_.tracer->Contains("vor: Unloading "));
+  factory.reset();
+  EXPECT_EQ(module_.CanUnloadModule(), 0u);
+}
+
+TEST_F(FactoryTest, FailingHostServicesBecomeCodesAndLeakNothing) {
+  Ref<zel::IObjectFactory> factory = GetFactory();
+  void* out = nullptr;
+
+  // No allocator: its code comes back unchanged and nothing is traced.
+  host_.locator->Refuse(zel::IAllocator::kIid, 0x80000105);
+  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), 0x80000105u);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_TRUE(host_.tracer->lines().empty());
+  host_.locator->Allow(zel::IAllocator::kIid);
+
+  // No memory for the service: "Out of memory" with the construction line.
+  host_.allocator->FailAlways();
+  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), 0x80000041u);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(host_.tracer->lines(300),
+            std::vector<std::string>{"Exception during object construction:  std::bad_alloc"});
+  host_.allocator->FailNever();
+  host_.tracer->Clear();
+
+  // No tracer: the constructor throws GetInterfaceException, the memory goes back.
+  host_.locator->Refuse(zel::ITracer::kIid, 0x8000004c);
+  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), 0x8000004cu);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(host_.allocator->live_blocks(), 0);
+  EXPECT_EQ(host_.allocator->allocations(), 1u);
+  host_.locator->Allow(zel::ITracer::kIid);
+
+  // The locator itself may be missing.
+  EXPECT_EQ(factory->CreateInstance(nullptr, 0, &out), 0x80000046u);
+  factory.reset();
+  EXPECT_EQ(module_.CanUnloadModule(), 0u);
+}
+
+TEST(ModuleCrashHookTest, ReservedClassIdEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        LoadedModule module;
+        TestingHost host;
+        zel::IObjectFactory* out = nullptr;
+        module.GetObjectFactory(host.locator.get(), 0xbad1bad1, &out);
+      },
+      "");
+}
+
+}  // namespace
+}  // namespace vor::testing

@@ -1,0 +1,81 @@
+#include "runtime/string.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <stdexcept>
+#include <unordered_set>
+
+#include "host/host_object.h"
+#include "runtime/result.h"
+#include "runtime/text.h"
+#include "tests/testing_host/counting_allocator.h"
+
+namespace zel {
+namespace {
+
+using vor::testing::CountingAllocator;
+
+TEST(StringTest, AllocatesThroughTheHostAndGivesEverythingBack) {
+  auto allocator = vor::host::MakeHostObject<CountingAllocator>();
+  {
+    string s(allocator.get());
+    s.append("fifteen chars!!");
+    EXPECT_EQ(allocator->live_blocks(), 0) << "15 characters fit inline";
+    s += 'x';
+    EXPECT_EQ(allocator->live_blocks(), 1);
+    string copy = s;
+    EXPECT_EQ(copy.host(), allocator.get());
+    std::unordered_set<string> set{s};
+    EXPECT_EQ(set.count(copy), 1u);
+  }
+  EXPECT_EQ(allocator->live_blocks(), 0);
+
+  allocator->FailAlways();
+  string s(allocator.get());
+  EXPECT_THROW(s.append(std::string(100, 'x')), std::bad_alloc);
+  EXPECT_TRUE(s.empty());
+}
+
+TEST(StringTest, OverflowThrowsWithTheFrameworkTexts) {
+  string s("abc");
+  const std::size_t huge = std::numeric_limits<std::size_t>::max();
+  try {
+    s.reserve_extra(huge);
+    FAIL();
+  } catch (const std::length_error& e) {
+    EXPECT_STREQ(e.what(), "zel::basic_string_t::reserve_extra()");
+  }
+  try {
+    s.resize_extra_at(1, huge);
+    FAIL();
+  } catch (const std::length_error& e) {
+    EXPECT_STREQ(e.what(), "zel::basic_string_t::resize_extra_at");
+  }
+  s.resize_extra_at(1, 2, '-');
+  EXPECT_EQ(s, "a--bc");
+}
+
+TEST(TextTest, ConvertsBothWaysAndRejectsInvalidInput) {
+  string narrow;
+  EXPECT_EQ(ToUtf8(u"/usr/bin/\u00e9\u4e2d\U0001f600", narrow), kOk);
+  EXPECT_EQ(narrow, "/usr/bin/\xc3\xa9\xe4\xb8\xad\xf0\x9f\x98\x80");
+  u16string wide;
+  EXPECT_EQ(ToUtf16(narrow, wide), kOk);
+  EXPECT_EQ(wide.view(), u"/usr/bin/\u00e9\u4e2d\U0001f600");
+
+  const char16_t lone_high[] = {u'/', 0xd83d, 0};
+  const char16_t lone_low[] = {0xde00, u'a', 0};
+  const char16_t high_then_high[] = {0xd83d, 0xd83d, 0};
+  EXPECT_EQ(ToUtf8(lone_high, narrow), kErrInvalidSymbol);
+  EXPECT_EQ(ToUtf8(lone_low, narrow), kErrInvalidSymbol);
+  EXPECT_EQ(ToUtf8(high_then_high, narrow), kErrInvalidSymbol);
+
+  for (const char* bad : {"\xff", "\xc0\xaf", "\xe0\x80\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80",
+                          "\xc3", "a\xe4\xb8"}) {
+    EXPECT_EQ(ToUtf16(bad, wide), kErrInvalidSymbol) << bad;
+  }
+}
+
+}  // namespace
+}  // namespace zel
