@@ -1,0 +1,43 @@
+// The host's storage over one directory: Open(name) opens DIR/name for
+// reading. Names are plain file names; anything that could leave the
+// directory ("/", "..") is refused. Without a directory the storage is empty.
+#ifndef VOR_HOST_DIRECTORY_STORAGE_H_
+#define VOR_HOST_DIRECTORY_STORAGE_H_
+
+#include <cstdint>
+#include <string>
+
+#include "host/host_object.h"
+#include "vor/io.h"
+
+namespace vor::host {
+
+class DirectoryStorage : public HostObject<zel::IStorage> {
+ public:
+  static constexpr zel::result_t kNotSupported = 0x80000042;
+  static constexpr zel::result_t kAccessDenied = 0x80000045;
+  static constexpr zel::result_t kFileNotFound = 0x80010102;
+  static constexpr zel::result_t kInvalidPathName = 0x80010109;
+
+  // An empty `directory` makes an empty storage: every Open finds nothing.
+  explicit DirectoryStorage(std::string directory);
+  ~DirectoryStorage() override;
+
+  // The directory could be opened (always true for an empty storage).
+  bool ok() const { return directory_.empty() || dirFd_ >= 0; }
+  // errno of the failed directory open, 0 otherwise.
+  int open_error() const { return openError_; }
+
+  // Mode 0 (read) only. Regular files only; a FIFO or device is refused
+  // without blocking on it.
+  zel::result_t Open(const char16_t* name, std::uint32_t mode, zel::IIo** out) override;
+
+ private:
+  std::string directory_;
+  int dirFd_ = -1;
+  int openError_ = 0;
+};
+
+}  // namespace vor::host
+
+#endif  // VOR_HOST_DIRECTORY_STORAGE_H_

@@ -1,0 +1,77 @@
+// Facts about running processes from /proc: the executable's image path, a
+// namespace link and the parent process ID. Every operation reports by result
+// code only and writes its trace lines ("vor: ...") through `trace`.
+#ifndef VOR_PROCLIST_PROCESS_INFO_H_
+#define VOR_PROCLIST_PROCESS_INFO_H_
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "runtime/string.h"
+#include "runtime/trace.h"
+#include "vor/host_services.h"
+
+namespace vor {
+
+// The "no process" ID; together with 0 it is never a valid argument.
+inline constexpr std::uint32_t kNoPid = 0xFFFFFFFF;
+
+struct ProcessInfo {
+  ProcessInfo() = default;
+  explicit ProcessInfo(zel::IAllocator* allocator) : imagePath(allocator), mntNamespace(allocator) {}
+  // Back to "no process": pid 0xFFFFFFFF and both strings empty.
+  void Reset() {
+    pid = kNoPid;
+    imagePath.clear();
+    mntNamespace.clear();
+  }
+
+  std::uint32_t pid = kNoPid;
+  zel::string imagePath;     // resolved path of the executable
+  zel::string mntNamespace;  // "mnt:[4026531841]"; empty when unknown
+};
+
+// One "Name:\tvalue" line of a status file; views into the caller's buffer.
+struct StatusField {
+  std::string_view name;
+  std::string_view value;
+};
+using StatusFields = std::vector<StatusField>;
+
+// realpath of /proc/<pid>/exe; when the target is absent (a deleted
+// executable), the link text itself with a trailing " (deleted)" cut off.
+zel::result_t GetProcessImagePath(const zel::Tracer& trace, std::uint32_t pid, zel::string& path);
+
+// Target of /proc/<pid>/ns/<name>. A process without that link is a success
+// with `target` left empty.
+zel::result_t GetProcessNamespace(const zel::Tracer& trace, std::uint32_t pid,
+                                  std::string_view name, zel::string& target);
+
+// Resets `info`, then fills pid, image path and mount namespace.
+zel::result_t GetProcessInfo(const zel::Tracer& trace, std::uint32_t pid, ProcessInfo& info);
+
+// The PPid of /proc/<pid>/status, from one read of at most 64 KiB taken from
+// `allocator` (the C heap when null).
+zel::result_t GetProcessParentPid(const zel::Tracer& trace, std::uint32_t pid, std::uint32_t& ppid,
+                                  zel::IAllocator* allocator = nullptr);
+
+// Cuts status text into lines and parses each; bad lines are dropped.
+zel::result_t ParseStatusText(const zel::Tracer& trace, std::string_view content,
+                              StatusFields& fields);
+// One "name:value" line, both sides trimmed of tabs only.
+zel::result_t ParseStatusLine(const zel::Tracer& trace, std::string_view line, StatusField& field);
+// Picks "Pid" and "PPid" out of parsed fields; the last occurrence wins.
+zel::result_t FindPidsInStatus(const zel::Tracer& trace, const StatusFields& fields,
+                               std::uint32_t& pid, std::uint32_t& ppid);
+
+// Opens `path` even when it is longer than the system's path limit, by
+// walking it directory by directory. `fd` is -1 on failure; the caller
+// closes a descriptor it gets.
+zel::result_t OpenExistingFile(int& fd, const char* path, int flags, mode_t mode) noexcept;
+
+}  // namespace vor
+
+#endif  // VOR_PROCLIST_PROCESS_INFO_H_

@@ -1,0 +1,249 @@
+#include "proclist/vor_process_list.h"
+
+#include <unistd.h>
+
+#include "proclist/host_questions.h"
+#include "proclist/path_rules.h"
+#include "runtime/host_access.h"
+#include "runtime/result.h"
+#include "runtime/result_from_exception.h"
+
+namespace vor {
+namespace {
+
+constexpr std::string_view kProductFolders[] = {"/var/opt/velmorant", "/opt/velmorant"};
+
+}  // namespace
+
+VorProcessList::VorProcessList(zel::IServiceLocator* locator)
+    : serviceLocator_(locator) {
+  zel::TryGetInterface(locator, allocator_);  // may be absent
+  trace_ = zel::Tracer(zel::GetInterface<zel::ITracer>(locator), "vor: ");
+  ZEL_TRACE(trace_, zel::kTraceDebug) << "VorProcessList " << zel::Ptr{this} << " was created";
+}
+
+VorProcessList::~VorProcessList() {
+  ZEL_TRACE(trace_, zel::kTraceDebug) << "VorProcessList " << zel::Ptr{this} << " was destroyed";
+}
+
+zel::result_t VorProcessList::Init(zel::IAllocator* initAllocator,
+                                   const OsReleaseInfo& osRelease) {
+  try {
+    if (initAllocator == nullptr) return zel::kErrInvalidArgument;
+    if (osRelease.name.empty() || osRelease.version.empty()) {
+      ZEL_TRACE(trace_, zel::kTraceWarning)
+          << "OS release is unknown. Some functions will be disabled.";
+    }
+    if (initialized_ && IsReadyOrThrow()) return zel::kErrAlreadyExists;
+    ZEL_TRACE(trace_, zel::kTraceInfo) << "Begin vor process list init...";
+    const zel::result_t lockCode = lock_.Create();
+    if (zel::Failed(lockCode)) {
+      ZEL_TRACE(trace_, zel::kTraceError)
+          << "Can't create rwlock with error 0x" << zel::Hex{lockCode};
+      return lockCode;
+    }
+    initAllocator_ = Ref<zel::IAllocator>(initAllocator);
+    osName_.assign(osRelease.name.view());
+    osVersion_.assign(osRelease.version.view());
+
+    // Without its own facts the list treats every namespace as its own and
+    // no process as the product's.
+    const zel::result_t selfCode =
+        GetProcessInfo(trace_, static_cast<std::uint32_t>(::getpid()), self_);
+    if (zel::Failed(selfCode)) {
+      self_.Reset();
+      ZEL_TRACE(trace_, zel::kTraceError)
+          << "Can't init self process info with error 0x" << zel::Hex{selfCode};
+    }
+    initialized_ = true;
+    {
+      zel::WriteGuard hold(lock_);
+      ready_ = true;
+    }
+    ZEL_TRACE(trace_, zel::kTraceInfo) << "vor process list init status is ok";
+    return zel::kOk;
+  } catch (...) {
+    return zel::ResultFromCurrentException(trace_, "Exception caught at line 623 => ");
+  }
+}
+
+bool VorProcessList::IsReadyOrThrow() {
+  if (!lock_.created()) return false;
+  zel::ReadGuard hold(lock_);
+  return ready_;
+}
+
+bool VorProcessList::IsReady() {
+  try {
+    return IsReadyOrThrow();
+  } catch (...) {
+    zel::ResultFromCurrentException(trace_, "Exception caught at line 640 => ");
+    return false;
+  }
+}
+
+CriticalProcessEntries VorProcessList::entries() {
+  if (!lock_.created()) return {};
+  zel::ReadGuard hold(lock_);
+  return entries_;
+}
+
+zel::result_t VorProcessList::UpdateFromStorage(zel::IStorage* storage) {
+  try {
+    if (!initialized_ || !IsReadyOrThrow()) return zel::kErrNotInitialized;
+    if (storage == nullptr) return zel::kErrInvalidArgument;
+    ZEL_TRACE(trace_, zel::kTraceInfo)
+        << "Begin updating vor process list from storage " << zel::Ptr{storage};
+
+    Ref<zel::IIo> stream;
+    zel::result_t code = storage->Open(kProcessListWideName, zel::IStorage::kModeRead,
+                                       stream.put());
+    if (zel::Succeeded(code) && !stream) code = zel::kErrUnexpected;
+    if (zel::Failed(code)) {
+      ZEL_TRACE(trace_, zel::kTraceError) << "Can't open vor process list <" << kProcessListName
+                                          << "> with error 0x" << zel::Hex{code};
+      return code;
+    }
+    code = stream->Seek(0, zel::IIo::kSeekBegin, nullptr);
+    if (zel::Failed(code)) {
+      ZEL_TRACE(trace_, zel::kTraceError)
+          << "Can't seek begin config I/O with error 0x" << zel::Hex{code};
+      return code;
+    }
+    ZEL_TRACE(trace_, zel::kTraceInfo) << "Begin config parsing...";
+
+    // Built aside and swapped in whole, so a failure keeps the list in force.
+    CriticalProcessEntries fresh;
+    code = ReadProcessList(trace_, serviceLocator_.get(), stream.get(), fresh);
+    if (zel::Failed(code)) return code;
+    {
+      zel::WriteGuard hold(lock_);
+      entries_.swap(fresh);
+    }
+    ZEL_TRACE(trace_, zel::kTraceInfo) << "vor process list update status is ok";
+    return zel::kOk;
+  } catch (...) {
+    return zel::ResultFromCurrentException(trace_, "Exception caught at line 751 => ");
+  }
+}
+
+bool VorProcessList::IsSameMountNamespace(const ProcessCheckRecord& record) const {
+  if (self_.pid == kNoPid || self_.imagePath.empty()) return true;
+  return record.process.mntNamespace.view() == self_.mntNamespace.view();
+}
+
+bool VorProcessList::IsFromProductFolder(const ProcessCheckRecord& record) {
+  // Both questions are asked on every call: the host may change its answers.
+  if (IsNamespacesWorkaroundDisabled(trace_, serviceLocator_.get())) return false;
+  if (IsProductMOBRL(trace_, serviceLocator_.get())) return false;
+  if (!IsSameMountNamespace(record)) return false;
+  const std::string_view image = record.process.imagePath.view();
+  for (std::string_view folder : kProductFolders) {
+    if (IsPathUnder(folder, image, true)) return true;
+  }
+  return false;
+}
+
+bool VorProcessList::MatchesListEntry(const ProcessCheckRecord& record) {
+  const std::string_view image = record.process.imagePath.view();
+  const std::string_view parentImage = record.parentImagePath.view();
+  // The walk holds the read lock, so an update cannot swap the entries away
+  // under it.
+  zel::ReadGuard hold(lock_);
+  for (const CriticalProcessEntry& entry : entries_) {
+    if (entry.flags & kMatchProcessPath) {
+      if (image != entry.path.view()) continue;
+      ZEL_TRACE(trace_, zel::kTraceInfo) << "Find candidate by process path <" << image << ">";
+    }
+    if (entry.flags & kMatchParentPath) {
+      if (parentImage != entry.parentPath.view()) continue;
+      ZEL_TRACE(trace_, zel::kTraceInfo)
+          << "Find candidate by parent process path <" << parentImage << ">";
+    }
+    if (IsSameMountNamespace(record)) {
+      ZEL_TRACE(trace_, zel::kTraceInfo)
+          << "Process PID <" << record.process.pid << "> is critical by list";
+      return true;
+    }
+    ZEL_TRACE(trace_, zel::kTraceInfo)
+        << "Mismatch namespace <" << record.process.mntNamespace.view() << ">";
+  }
+  return false;
+}
+
+zel::result_t VorProcessList::IsCriticalProcess(const ProcessCheckRecord& record,
+                                                bool& critical) {
+  critical = false;
+  try {
+    const ProcessInfo& process = record.process;
+    if (process.pid == 0 || process.pid == kNoPid || process.imagePath.empty() ||
+        record.parentPid == kNoPid ||
+        (record.parentPid != 0 && record.parentImagePath.empty())) {
+      return zel::kErrInvalidArgument;
+    }
+    if (!initialized_ || !IsReadyOrThrow()) return zel::kErrNotInitialized;
+
+    if (process.pid == 1 && record.parentPid == 0) {
+      ZEL_TRACE(trace_, zel::kTraceInfo)
+          << "Process <" << process.imagePath.view() << "> is initial";
+      critical = true;
+      return zel::kOk;
+    }
+    if (process.pid == self_.pid) {
+      ZEL_TRACE(trace_, zel::kTraceInfo) << "Product process pid";
+      critical = true;
+      return zel::kOk;
+    }
+    if (IsFromProductFolder(record)) {
+      ZEL_TRACE(trace_, zel::kTraceInfo)
+          << "Process from product folder <" << process.imagePath.view() << ">";
+      critical = true;
+      return zel::kOk;
+    }
+    critical = MatchesListEntry(record);
+    return zel::kOk;
+  } catch (...) {
+    critical = false;
+    return zel::ResultFromCurrentException(trace_, "Exception caught at line 860 => ");
+  }
+}
+
+zel::result_t VorProcessList::IsCriticalProcessByPid(std::uint32_t pid, bool& critical) {
+  critical = false;
+  try {
+    if (pid == 0) return zel::kErrInvalidArgument;
+    if (!initialized_ || !IsReadyOrThrow()) return zel::kErrNotInitialized;
+
+    ProcessCheckRecord record;
+    zel::result_t code = GetProcessInfo(trace_, pid, record.process);
+    if (zel::Failed(code)) {
+      ZEL_TRACE(trace_, zel::kTraceError) << "Can't get process image path for PID <" << pid
+                                          << "> with error 0x" << zel::Hex{code};
+      return code;
+    }
+    record.parentPid = kNoPid;
+    code = GetProcessParentPid(trace_, pid, record.parentPid, allocator_.get());
+    if (zel::Failed(code)) {
+      ZEL_TRACE(trace_, zel::kTraceError) << "Can't get process parent for PID <" << pid
+                                          << "> with error 0x" << zel::Hex{code};
+      return code;
+    }
+    // No special case for parent 0: process 1 is "initial" only through a
+    // caller-made record.
+    ProcessInfo parent;
+    code = GetProcessInfo(trace_, record.parentPid, parent);
+    if (zel::Failed(code)) {
+      ZEL_TRACE(trace_, zel::kTraceError)
+          << "Can't get process image path for parent PID <" << record.parentPid
+          << "> with error 0x" << zel::Hex{code};
+      return code;
+    }
+    record.parentImagePath = std::move(parent.imagePath);
+    return IsCriticalProcess(record, critical);
+  } catch (...) {
+    critical = false;
+    return zel::ResultFromCurrentException(trace_, "Exception caught at line 922 => ");
+  }
+}
+
+}  // namespace vor

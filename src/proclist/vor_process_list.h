@@ -1,0 +1,71 @@
+// VorProcessList: decides whether a process is critical to the OS — the
+// initial process, the module's own process, a process run from the product
+// folders, or one that matches the critical process list read from storage.
+#ifndef VOR_PROCLIST_VOR_PROCESS_LIST_H_
+#define VOR_PROCLIST_VOR_PROCESS_LIST_H_
+
+#include <atomic>
+#include <cstdint>
+
+#include "osinfo/os_release_info.h"
+#include "proclist/process_info.h"
+#include "proclist/process_list_config.h"
+#include "runtime/rwlock.h"
+#include "runtime/string.h"
+#include "runtime/trace.h"
+#include "vor/io.h"
+#include "vor/object.h"
+#include "vor/ref.h"
+
+namespace vor {
+
+// The process to judge, as the caller describes it.
+struct ProcessCheckRecord {
+  ProcessInfo process;
+  std::uint32_t parentPid = 0;   // 0: no parent
+  zel::string parentImagePath;   // may be empty only when parentPid is 0
+};
+
+inline constexpr char kProcessListName[] = "vor_proc.xms";
+inline constexpr char16_t kProcessListWideName[] = u"vor_proc.xms";
+
+class VorProcessList {
+ public:
+  // Throws GetInterfaceException when the locator has no tracer.
+  explicit VorProcessList(zel::IServiceLocator* locator);
+  ~VorProcessList();
+  VorProcessList(const VorProcessList&) = delete;
+  VorProcessList& operator=(const VorProcessList&) = delete;
+
+  zel::result_t Init(zel::IAllocator* initAllocator, const OsReleaseInfo& osRelease);
+  bool IsReady();
+  // Reads "vor_proc.xms" from `storage`; a failure keeps the list in force.
+  zel::result_t UpdateFromStorage(zel::IStorage* storage);
+  zel::result_t IsCriticalProcess(const ProcessCheckRecord& record, bool& critical);
+  zel::result_t IsCriticalProcessByPid(std::uint32_t pid, bool& critical);
+
+  // A copy of the entries in force.
+  CriticalProcessEntries entries();
+
+ private:
+  bool IsReadyOrThrow();
+  bool IsSameMountNamespace(const ProcessCheckRecord& record) const;
+  bool IsFromProductFolder(const ProcessCheckRecord& record);
+  bool MatchesListEntry(const ProcessCheckRecord& record);
+
+  Ref<zel::IAllocator> allocator_;
+  zel::Tracer trace_;
+  Ref<zel::IServiceLocator> serviceLocator_;
+  std::atomic<bool> initialized_{false};
+  zel::RwLock lock_;
+  bool ready_ = false;  // under lock_
+  Ref<zel::IAllocator> initAllocator_;
+  zel::string osName_;
+  zel::string osVersion_;
+  CriticalProcessEntries entries_;  // under lock_
+  ProcessInfo self_;                // written by Init only
+};
+
+}  // namespace vor
+
+#endif  // VOR_PROCLIST_VOR_PROCESS_LIST_H_
