@@ -5,8 +5,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
+#include <string_view>
 
+#include "filelist/vor_list.h"
 #include "module/object_count.h"
+#include "proclist/vor_process_list.h"
 #include "runtime/string.h"
 #include "runtime/trace.h"
 #include "vor/corvane.h"
@@ -48,17 +52,30 @@ class Corvane final : public ICorvane2,
  private:
   ~Corvane();
 
+  zel::result_t VerifySteps();
+  zel::result_t GetOsVersion();
+  zel::result_t IsCriticalFile(std::u16string_view path, bool& critical);
+  // True when `path` names the harmless test sample file; never throws.
+  bool DetectTestSample(std::u16string_view path);
+  bool DetectTestSampleSteps(std::u16string_view path);
+
   ObjectModuleAutoLock live_;
   Ref<zel::IAllocator> allocator_;
   zel::Tracer trace_;
   Ref<zel::IServiceLocator> locator_;
-  bool initialized_ = false;
+  // Set once, at the end of the first successful Verify; checks read it
+  // from any thread without a lock.
+  std::atomic<bool> initialized_{false};
   Ref<zel::IAllocator> listAllocator_;
   Ref<zel::IStorage> storage_;
   zel::string osName_;
   zel::string osVersion_;
+  VorList fileList_;
+  VorProcessList processList_;
   Ref<zel::ILumoFileFactory> fileFactory_;
   std::atomic<std::uint32_t> refs_{1};
+  // Serialises Verify and the storage changes; the checks never take it.
+  std::mutex setupMutex_;
 };
 
 }  // namespace vor

@@ -1,0 +1,81 @@
+// The harmless test sample: a file named qz_special_detection_test_trojana
+// holding exactly "Velmorant Lab vor test file" is reported critical, so that
+// a host's handling of critical files can be tried without a real system file.
+#include <cstring>
+#include <string_view>
+
+#include "module/corvane.h"
+#include "runtime/result.h"
+#include "runtime/result_from_exception.h"
+
+namespace vor {
+namespace {
+
+constexpr std::u16string_view kSampleName = u"qz_special_detection_test_trojana";
+constexpr std::string_view kSampleContent = "Velmorant Lab vor test file";
+static_assert(kSampleContent.size() == 27);
+
+}  // namespace
+
+bool Corvane::DetectTestSample(std::u16string_view path) {
+  try {
+    return DetectTestSampleSteps(path);
+  } catch (...) {
+    zel::ResultFromCurrentException(trace_, "Exception caught at line 477 => ");
+    return false;
+  }
+}
+
+bool Corvane::DetectTestSampleSteps(std::u16string_view path) {
+  // A path without a file name is answered as critical: nothing may act on it.
+  if (path.empty()) return true;
+  const std::size_t slash = path.rfind(u'/');
+  const std::u16string_view name = slash == std::u16string_view::npos ? path : path.substr(slash + 1);
+  if (name.empty()) return true;
+  if (name != kSampleName) return false;
+
+  // The path came from a NUL-terminated host string, so it can be handed on.
+  const zel::u16string terminated(path, allocator_.get());
+  Ref<zel::IIo> file;
+  zel::result_t code = fileFactory_->Open(
+      terminated.c_str(), zel::ILumoFileFactory::kAccessRead, zel::ILumoFileFactory::kShareRead,
+      zel::ILumoFileFactory::kOpenExisting, 0, file.put());
+  if (code != zel::kOk || !file) {
+    ZEL_TRACE(trace_, zel::kTraceError) << "Can't open test file <" << path << "> with error 0x"
+                                        << zel::Hex{code};
+    return false;
+  }
+  std::uint64_t size = 0;
+  code = file->GetSize(&size);
+  if (zel::Failed(code)) {
+    ZEL_TRACE(trace_, zel::kTraceError) << "Can't get size for test file <" << path
+                                        << "> with error 0x" << zel::Hex{code};
+    return false;
+  }
+  if (size != kSampleContent.size()) return false;
+
+  char content[kSampleContent.size()] = {};
+  code = file->Seek(0, zel::IIo::kSeekBegin, nullptr);
+  if (zel::Failed(code)) {
+    ZEL_TRACE(trace_, zel::kTraceError) << "Can't seek to begin for test file <" << path
+                                        << "> with error 0x" << zel::Hex{code};
+    return false;
+  }
+  std::uint32_t read = 0;
+  code = file->Read(content, sizeof content, &read);
+  if (zel::Failed(code)) {
+    ZEL_TRACE(trace_, zel::kTraceError) << "Can't read test file <" << path << "> with error 0x"
+                                        << zel::Hex{code};
+    return false;
+  }
+  if (read != sizeof content) {
+    ZEL_TRACE(trace_, zel::kTraceError) << "Can't read full test file <" << path
+                                        << "> with error 0x" << zel::Hex{code};
+    return false;
+  }
+  if (std::memcmp(content, kSampleContent.data(), sizeof content) != 0) return false;
+  ZEL_TRACE(trace_, zel::kTraceInfo) << "Test sample " << 1 << " was detected in <" << path << ">";
+  return true;
+}
+
+}  // namespace vor

@@ -1,0 +1,71 @@
+#include "tests/module/service_fixture.h"
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "host/host_object.h"
+
+namespace vor::testing {
+
+void ServiceTest::SetUp() {
+  char dir[] = "/tmp/vor-service-XXXXXX";
+  ASSERT_NE(mkdtemp(dir), nullptr);
+  dir_ = dir;
+  storage_ = host::MakeHostObject<host::DirectoryStorage>(dir_);
+  zel::result_t code = 0;
+  Ref<host::LumoFileFactory> files = host::LumoFileFactory::Create("/", &code);
+  ASSERT_TRUE(files) << std::hex << code;
+  host_.Register(zel::ILumoFileFactory::kIid, files.get(), zel::ILumoFileFactory::kServiceId);
+  host_.Register(zel::IXmlFactory::kIid, host::MakeHostObject<host::XmlFactory>().get());
+}
+
+void ServiceTest::TearDown() {
+  updates_.reset();
+  storageState_.reset();
+  state_.reset();
+  service_.reset();
+  EXPECT_EQ(host_.allocator->live_blocks(), 0) << "the service leaked host memory";
+  std::filesystem::remove_all(dir_);
+}
+
+void ServiceTest::CreateService() {
+  Ref<zel::IObjectFactory> factory;
+  ASSERT_EQ(module_.GetObjectFactory(host_.locator.get(), kCorvaneClassId, factory.put()), 0u);
+  ASSERT_EQ(factory->CreateInstance(host_.locator.get(), 0, service_.put_void()), 0u);
+  using namespace app_core::service_manager;
+  ASSERT_EQ(service_->QueryInterface(IObjectState::kIid, state_.put_void()), 0u);
+  ASSERT_EQ(service_->QueryInterface(IStorageObjectState::kIid, storageState_.put_void()), 0u);
+  ASSERT_EQ(service_->QueryInterface(IStorageUpdateDelegate::kIid, updates_.put_void()), 0u);
+}
+
+zel::result_t ServiceTest::SetStorage(zel::IStorage* storage) {
+  return storageState_->SetStorage(storage);
+}
+
+zel::result_t ServiceTest::Verify() { return state_->Verify(); }
+
+void ServiceTest::StartService() {
+  CreateService();
+  ASSERT_EQ(SetStorage(storage_.get()), 0u);
+  ASSERT_EQ(Verify(), 0u);
+}
+
+zel::result_t ServiceTest::CheckFile(const std::u16string& path, bool& critical) {
+  critical = true;  // the service must clear it
+  return service_->CheckCriticalFile(&context_, path.c_str(), &critical);
+}
+
+zel::result_t ServiceTest::CheckPid(std::uint32_t pid, bool& critical) {
+  critical = true;
+  return service_->CheckCriticalProcess(&context_, pid, &critical);
+}
+
+std::string ServiceTest::WriteFile(const std::string& name, const std::string& content) {
+  const std::string path = dir_ + "/" + name;
+  std::ofstream(path, std::ios::binary) << content;
+  return path;
+}
+
+}  // namespace vor::testing

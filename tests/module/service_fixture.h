@@ -1,0 +1,49 @@
+// A testing host with every service the criticality service uses, and the
+// service created through the loaded module's factory.
+#ifndef VOR_TESTS_MODULE_SERVICE_FIXTURE_H_
+#define VOR_TESTS_MODULE_SERVICE_FIXTURE_H_
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "host/directory_storage.h"
+#include "host/lumo_file_factory.h"
+#include "host/xml_factory.h"
+#include "tests/module/module_loader.h"
+#include "tests/testing_host/testing_host.h"
+#include "vor/corvane.h"
+
+namespace vor::testing {
+
+class ServiceTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // Creates the service (after the test has shaped the host).
+  void CreateService();
+  zel::result_t SetStorage(zel::IStorage* storage);
+  zel::result_t Verify();
+  // Sets the storage to `dir_` and verifies.
+  void StartService();
+
+  zel::result_t CheckFile(const std::u16string& path, bool& critical);
+  zel::result_t CheckPid(std::uint32_t pid, bool& critical);
+  // Writes `content` to dir_/name and returns the path.
+  std::string WriteFile(const std::string& name, const std::string& content);
+
+  TestingHost host_;
+  LoadedModule module_;
+  std::string dir_;  // a fresh directory, also the storage directory
+  Ref<host::DirectoryStorage> storage_;
+  Ref<ICorvane2> service_;
+  Ref<app_core::service_manager::IObjectState> state_;
+  Ref<app_core::service_manager::IStorageObjectState> storageState_;
+  Ref<app_core::service_manager::IStorageUpdateDelegate> updates_;
+  int context_ = 0;
+};
+
+}  // namespace vor::testing
+
+#endif  // VOR_TESTS_MODULE_SERVICE_FIXTURE_H_
