@@ -28,6 +28,15 @@ std::optional<ReferenceHost> ReferenceHost::Create(const Globals& globals) {
 
   host.locator_->Register(zel::IAllocator::kIid, 0, host.allocator_.get());
   host.locator_->Register(zel::ITracer::kIid, 0, host.tracer_.get());
+
+  zel::result_t opened = 0;
+  host.fileFactory_ = vor::host::LumoFileFactory::Create(globals.sysroot, &opened);
+  if (!host.fileFactory_) {
+    PrintModuleFailure("cannot open sysroot '" + globals.sysroot + "'", opened);
+    return std::nullopt;
+  }
+  host.locator_->Register(zel::ILumoFileFactory::kIid, zel::ILumoFileFactory::kServiceId,
+                          host.fileFactory_.get());
   return host;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "globals.h"
+#include "host/lumo_file_factory.h"
 #include "host/malloc_allocator.h"
 #include "host/service_locator.h"
 #include "host/stream_tracer.h"
@@ -22,6 +23,7 @@ class ReferenceHost {
   zel::IServiceLocator* locator() const { return locator_.get(); }
   zel::IAllocator* allocator() const { return allocator_.get(); }
   zel::ITracer* tracer() const { return tracer_.get(); }
+  zel::ILumoFileFactory* fileFactory() const { return fileFactory_.get(); }
 
  private:
   ReferenceHost() = default;
@@ -29,6 +31,7 @@ class ReferenceHost {
   vor::Ref<vor::host::MallocAllocator> allocator_;
   vor::Ref<vor::host::StreamTracer> tracer_;
   vor::Ref<vor::host::ServiceLocator> locator_;
+  vor::Ref<vor::host::LumoFileFactory> fileFactory_;  // confined to --sysroot
 };
 
 }  // namespace vorctl

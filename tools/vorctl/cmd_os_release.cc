@@ -1,0 +1,47 @@
+// os-release: the OS name and version that the module finds in the release
+// files, read through the reference host's file factory (below --sysroot).
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include "commands.h"
+#include "osinfo/release_parser.h"
+#include "output.h"
+#include "reference_host.h"
+#include "runtime/result.h"
+#include "runtime/string.h"
+
+namespace vorctl {
+
+void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status) {
+  CLI::App* command =
+      app.add_subcommand("os-release", "Print the OS name and version that the module detects")
+          ->footer("Example: vorctl --sysroot /srv/image --trace info os-release");
+  command->callback([&globals, &status] {
+    const std::optional<ReferenceHost> host = ReferenceHost::Create(globals);
+    if (!host) {
+      status = kExitUsage;
+      return;
+    }
+    zel::string name(host->allocator());
+    zel::string version(host->allocator());
+    const zel::result_t code =
+        vor::FindReleaseInfo(host->locator(), host->fileFactory(), name, version);
+    if (globals.json) {
+      PrintJson({{"name", std::string(name.view())},
+                 {"version", std::string(version.view())},
+                 {"result", FormatResult(code)},
+                 {"message", std::string(zel::GetResultCodeMessage(code))}});
+    } else if (zel::Succeeded(code)) {
+      std::cout << "name:    " << name.view() << '\n' << "version: " << version.view() << '\n';
+    }
+    if (zel::Failed(code)) {
+      PrintModuleFailure("no usable OS release file", code);
+      status = kExitModuleFailed;
+      return;
+    }
+    status = kExitOk;
+  });
+}
+
+}  // namespace vorctl
