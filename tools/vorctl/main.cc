@@ -36,6 +36,7 @@ int main(int argc, char** argv) {
   app.add_flag("--json", globals.json, "machine-readable output on stdout");
 
   AddExplainCommand(app, globals, status);
+  AddListFilesCommand(app, globals, status);
   AddOsReleaseCommand(app, globals, status);
 
   try {
