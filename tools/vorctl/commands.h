@@ -11,6 +11,7 @@ namespace vorctl {
 
 void AddExplainCommand(CLI::App& app, const Globals& globals, int& status);
 void AddListFilesCommand(CLI::App& app, const Globals& globals, int& status);
+void AddValidateProcListCommand(CLI::App& app, const Globals& globals, int& status);
 void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status);
 
 }  // namespace vorctl

@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
 
   AddExplainCommand(app, globals, status);
   AddListFilesCommand(app, globals, status);
+  AddValidateProcListCommand(app, globals, status);
   AddOsReleaseCommand(app, globals, status);
 
   try {

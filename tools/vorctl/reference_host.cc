@@ -1,6 +1,7 @@
 #include "reference_host.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "host/host_object.h"
 #include "output.h"
@@ -37,6 +38,34 @@ std::optional<ReferenceHost> ReferenceHost::Create(const Globals& globals) {
   }
   host.locator_->Register(zel::ILumoFileFactory::kIid, zel::ILumoFileFactory::kServiceId,
                           host.fileFactory_.get());
+
+  host.storage_ = MakeHostObject<vor::host::DirectoryStorage>(globals.storageDir);
+  if (!host.storage_->ok()) {
+    PrintError("cannot open storage directory '" + globals.storageDir + "': " +
+               std::strerror(host.storage_->open_error()));
+    return std::nullopt;
+  }
+  host.xmlFactory_ = MakeHostObject<vor::host::XmlFactory>(host.tracer_.get());
+  host.locator_->Register(zel::IXmlFactory::kIid, 0, host.xmlFactory_.get());
+  host.flags_ = MakeHostObject<vor::host::FeatureFlags>();
+  for (const std::string& text : globals.flags) {
+    auto assignment = vor::host::ParseAssignment(text);
+    if (!assignment) {
+      PrintError("invalid --flag '" + text + "': expected NAME=VALUE");
+      return std::nullopt;
+    }
+    host.flags_->Set(std::move(assignment->first), std::move(assignment->second));
+  }
+  host.locator_->Register(zel::IFeatureFlags::kIid, 0, host.flags_.get());
+  host.environment_ = MakeHostObject<vor::host::Environment>();
+  for (const std::string& text : globals.env) {
+    auto assignment = vor::host::ParseAssignment(text);
+    if (!assignment || !host.environment_->Set(assignment->first, assignment->second)) {
+      PrintError("invalid --env '" + text + "': expected NAME=VALUE in UTF-8");
+      return std::nullopt;
+    }
+  }
+  host.locator_->Register(zel::IEnvironment::kIid, 0, host.environment_.get());
   return host;
 }
 

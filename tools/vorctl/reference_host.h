@@ -7,10 +7,14 @@
 #include <string>
 
 #include "globals.h"
+#include "host/directory_storage.h"
+#include "host/environment.h"
+#include "host/feature_flags.h"
 #include "host/lumo_file_factory.h"
 #include "host/malloc_allocator.h"
 #include "host/service_locator.h"
 #include "host/stream_tracer.h"
+#include "host/xml_factory.h"
 #include "vor/ref.h"
 
 namespace vorctl {
@@ -24,6 +28,8 @@ class ReferenceHost {
   zel::IAllocator* allocator() const { return allocator_.get(); }
   zel::ITracer* tracer() const { return tracer_.get(); }
   zel::ILumoFileFactory* fileFactory() const { return fileFactory_.get(); }
+  // The --storage directory (an empty storage without the option).
+  zel::IStorage* storage() const { return storage_.get(); }
 
  private:
   ReferenceHost() = default;
@@ -32,6 +38,10 @@ class ReferenceHost {
   vor::Ref<vor::host::StreamTracer> tracer_;
   vor::Ref<vor::host::ServiceLocator> locator_;
   vor::Ref<vor::host::LumoFileFactory> fileFactory_;  // confined to --sysroot
+  vor::Ref<vor::host::DirectoryStorage> storage_;
+  vor::Ref<vor::host::XmlFactory> xmlFactory_;
+  vor::Ref<vor::host::FeatureFlags> flags_;    // --flag
+  vor::Ref<vor::host::Environment> environment_;  // --env
 };
 
 }  // namespace vorctl
