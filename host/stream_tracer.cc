@@ -19,7 +19,12 @@ zel::result_t StreamTracer::BeginRecord(std::uint32_t level, zel::TraceRecord* r
                                         std::uint32_t capacity) {
   constexpr zel::result_t kDisabled = 0x8000007a;  // "Trace level prohibited"
   if (record == nullptr || capacity == 0) return kHostInvalidArgument;
-  if (stream_ == nullptr || level > threshold_) return kDisabled;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const bool to_stream = stream_ != nullptr && level <= threshold_;
+    const bool to_capture = capturing_ && level <= captureLevel_;
+    if (!to_stream && !to_capture) return kDisabled;
+  }
   char* text = new (std::nothrow) char[capacity];
   if (text == nullptr) return 0x80000041;
   *record = {this, text, capacity, 0, level, 0, nullptr};
@@ -33,13 +38,29 @@ void StreamTracer::Commit(zel::TraceRecord* record) {
     std::string line;
     line.reserve(length + 1);
     AppendEscaped(line, text.get(), length);
-    line += '\n';
     std::lock_guard<std::mutex> lock(mutex_);
-    std::fwrite(line.data(), 1, line.size(), stream_);
-    std::fflush(stream_);
+    if (capturing_ && record->level <= captureLevel_) captured_.push_back(line);
+    if (stream_ != nullptr && record->level <= threshold_) {
+      line += '\n';
+      std::fwrite(line.data(), 1, line.size(), stream_);
+      std::fflush(stream_);
+    }
   } catch (...) {
     // A line that cannot be formatted is lost; the module must not see a throw.
   }
+}
+
+void StreamTracer::StartCapture(std::uint32_t level) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  capturing_ = true;
+  captureLevel_ = level;
+  captured_.clear();
+}
+
+std::vector<std::string> StreamTracer::StopCapture() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  capturing_ = false;
+  return std::move(captured_);
 }
 
 void StreamTracer::AppendEscaped(std::string& line, const char* text, std::size_t length) {

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "host/host_object.h"
 #include "vor/host_services.h"
@@ -24,6 +25,11 @@ class StreamTracer : public HostObject<zel::ITracer>, private zel::ITraceSink {
   ~StreamTracer() override;
 
   bool ok() const { return stream_ != nullptr; }
+
+  // Also keeps the lines up to `level` until StopCapture, whatever the
+  // stream's threshold: the lines of one decision, for a person to read.
+  void StartCapture(std::uint32_t level);
+  std::vector<std::string> StopCapture();
   zel::result_t BeginRecord(std::uint32_t level, zel::TraceRecord* record,
                             std::uint32_t capacity) override;
 
@@ -37,6 +43,9 @@ class StreamTracer : public HostObject<zel::ITracer>, private zel::ITraceSink {
   bool owned_;
   std::uint32_t threshold_;
   std::mutex mutex_;
+  bool capturing_ = false;
+  std::uint32_t captureLevel_ = 0;
+  std::vector<std::string> captured_;
 };
 
 }  // namespace vor::host

@@ -1,15 +1,11 @@
 // list-files: the critical file set this machine gets, sorted, one per line.
 // The list is built here with the reference host, as the module builds it.
-#include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "commands.h"
-#include "filelist/vor_list.h"
-#include "host/directory_storage.h"
-#include "host/host_object.h"
-#include "osinfo/os_release_info.h"
+#include "diagnostics.h"
 #include "output.h"
 #include "reference_host.h"
 #include "runtime/result.h"
@@ -20,43 +16,15 @@ namespace {
 int ListFiles(const Globals& globals) {
   std::optional<ReferenceHost> host = ReferenceHost::Create(globals);
   if (!host) return kExitUsage;
-  // The list takes nothing from storage, but an update needs one.
-  vor::Ref<vor::host::DirectoryStorage> storage =
-      vor::host::MakeHostObject<vor::host::DirectoryStorage>(globals.storageDir);
-  if (!storage->ok()) {
-    PrintError("cannot open storage directory '" + globals.storageDir + "'");
-    return kExitUsage;
-  }
-
-  std::vector<std::string> paths;
-  try {
-    vor::VorList list(host->locator());
-    // The release only gates features the list does not have; unknown is fine.
-    const vor::OsReleaseInfo release;
-    zel::result_t code = list.Init(host->allocator(), release);
-    if (zel::Failed(code)) {
-      PrintModuleFailure("file list init", code);
-      return kExitModuleFailed;
-    }
-    code = list.Update(storage.get());
-    if (zel::Failed(code)) {
-      PrintModuleFailure("file list update", code);
-      return kExitModuleFailed;
-    }
-    code = list.CopySortedPaths(paths);
-    if (zel::Failed(code)) {
-      PrintModuleFailure("file list", code);
-      return kExitModuleFailed;
-    }
-  } catch (const std::exception& e) {
-    PrintError(std::string("file list: ") + e.what());
+  const FileListAnswer files = BuildFileList(*host, host->storage());
+  if (zel::Failed(files.result)) {
+    PrintModuleFailure(files.failedStep, files.result);
     return kExitModuleFailed;
   }
-
   if (globals.json) {
-    PrintJson(nlohmann::json(paths));
+    PrintJson(nlohmann::json(files.paths));
   } else {
-    for (const std::string& path : paths) std::cout << path << '\n';
+    for (const std::string& path : files.paths) std::cout << path << '\n';
   }
   return kExitOk;
 }
@@ -65,7 +33,8 @@ int ListFiles(const Globals& globals) {
 
 void AddListFilesCommand(CLI::App& app, const Globals& globals, int& status) {
   CLI::App* command =
-      app.add_subcommand("list-files", "Print the critical file set of this machine, sorted");
+      app.add_subcommand("list-files", "Print the critical file set of this machine, sorted")
+          ->footer("Example: vorctl --json list-files");
   command->callback([&globals, &status] { status = ListFiles(globals); });
 }
 

@@ -5,11 +5,10 @@
 #include <string>
 
 #include "commands.h"
-#include "osinfo/release_parser.h"
+#include "diagnostics.h"
 #include "output.h"
 #include "reference_host.h"
 #include "runtime/result.h"
-#include "runtime/string.h"
 
 namespace vorctl {
 
@@ -23,17 +22,15 @@ void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status) {
       status = kExitUsage;
       return;
     }
-    zel::string name(host->allocator());
-    zel::string version(host->allocator());
-    const zel::result_t code =
-        vor::FindReleaseInfo(host->locator(), host->fileFactory(), name, version);
+    const OsReleaseAnswer release = FindOsRelease(*host);
+    const zel::result_t code = release.result;
     if (globals.json) {
-      PrintJson({{"name", std::string(name.view())},
-                 {"version", std::string(version.view())},
+      PrintJson({{"name", release.name},
+                 {"version", release.version},
                  {"result", FormatResult(code)},
                  {"message", std::string(zel::GetResultCodeMessage(code))}});
     } else if (zel::Succeeded(code)) {
-      std::cout << "name:    " << name.view() << '\n' << "version: " << version.view() << '\n';
+      std::cout << "name:    " << release.name << '\n' << "version: " << release.version << '\n';
     }
     if (zel::Failed(code)) {
       PrintModuleFailure("no usable OS release file", code);

@@ -3,6 +3,9 @@
 #ifndef VOR_TOOLS_VORCTL_COMMANDS_H_
 #define VOR_TOOLS_VORCTL_COMMANDS_H_
 
+#include <cstdint>
+#include <vector>
+
 #include <CLI/CLI.hpp>
 
 #include "globals.h"
@@ -10,9 +13,17 @@
 namespace vorctl {
 
 void AddExplainCommand(CLI::App& app, const Globals& globals, int& status);
+void AddStatusCommand(CLI::App& app, const Globals& globals, int& status);
+int RunStatus(const Globals& globals);
+void AddCheckCommands(CLI::App& app, const Globals& globals, int& status);
+void AddPsCommand(CLI::App& app, const Globals& globals, int& status);
+void AddMakeTestSampleCommand(CLI::App& app, const Globals& globals, int& status);
+void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status);
 void AddListFilesCommand(CLI::App& app, const Globals& globals, int& status);
 void AddValidateProcListCommand(CLI::App& app, const Globals& globals, int& status);
-void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status);
+
+// The ids of the running processes, read from /proc.
+std::vector<std::uint32_t> ListProcessIds();
 
 }  // namespace vorctl
 

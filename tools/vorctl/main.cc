@@ -35,10 +35,14 @@ int main(int argc, char** argv) {
   app.add_option("--trace-file", globals.traceFile, "write trace lines to FILE instead of stderr");
   app.add_flag("--json", globals.json, "machine-readable output on stdout");
 
+  AddStatusCommand(app, globals, status);
+  AddCheckCommands(app, globals, status);
+  AddPsCommand(app, globals, status);
+  AddMakeTestSampleCommand(app, globals, status);
   AddExplainCommand(app, globals, status);
+  AddOsReleaseCommand(app, globals, status);
   AddListFilesCommand(app, globals, status);
   AddValidateProcListCommand(app, globals, status);
-  AddOsReleaseCommand(app, globals, status);
 
   try {
     app.parse(argc, argv);
@@ -56,9 +60,6 @@ int main(int argc, char** argv) {
     PrintError(e.what());
     return kExitModuleFailed;
   }
-  if (app.get_subcommands().empty()) {
-    std::cout << app.help();
-    return kExitOk;
-  }
+  if (app.get_subcommands().empty()) return RunStatus(globals);  // the default command
   return status;
 }

@@ -27,6 +27,9 @@ std::optional<ReferenceHost> ReferenceHost::Create(const Globals& globals) {
     }
   }
 
+  host.silent_ = zel::Tracer(
+      vor::Ref<zel::ITracer>(MakeHostObject<vor::host::StreamTracer>(nullptr, 0).get()), "vor: ");
+
   host.locator_->Register(zel::IAllocator::kIid, 0, host.allocator_.get());
   host.locator_->Register(zel::ITracer::kIid, 0, host.tracer_.get());
 

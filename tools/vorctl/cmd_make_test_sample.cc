@@ -1,0 +1,63 @@
+// make-test-sample DIR: writes the harmless test sample that the module
+// reports critical, so that a host's handling of critical files can be tried.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "commands.h"
+#include "output.h"
+
+namespace vorctl {
+namespace {
+
+constexpr char kSampleName[] = "qz_special_detection_test_trojana";
+constexpr char kSampleContent[] = "Velmorant Lab vor test file";  // 27 bytes, no line end
+
+// Writes the sample; returns an empty string or what went wrong.
+std::string WriteSample(const std::string& path) {
+  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
+  if (fd < 0) return std::strerror(errno);
+  const std::size_t size = sizeof kSampleContent - 1;
+  const ssize_t written = write(fd, kSampleContent, size);
+  const int write_error = errno;
+  if (close(fd) != 0 && written == static_cast<ssize_t>(size)) return std::strerror(errno);
+  if (written != static_cast<ssize_t>(size)) {
+    return written < 0 ? std::strerror(write_error) : "short write";
+  }
+  return {};
+}
+
+}  // namespace
+
+void AddMakeTestSampleCommand(CLI::App& app, const Globals& globals, int& status) {
+  auto directory = std::make_shared<std::string>();
+  CLI::App* command =
+      app.add_subcommand("make-test-sample", "Write the harmless test sample file into DIR")
+          ->footer("Example: vorctl make-test-sample /tmp && "
+                   "vorctl check-file /tmp/qz_special_detection_test_trojana");
+  command->add_option("DIR", *directory, "an existing directory")->required();
+  command->callback([&globals, &status, directory] {
+    std::string path = *directory;
+    if (path.empty() || path.back() != '/') path += '/';
+    path += kSampleName;
+    const std::string error = WriteSample(path);
+    if (!error.empty()) {
+      PrintError("cannot write '" + path + "': " + error);
+      status = kExitModuleFailed;
+      return;
+    }
+    if (globals.json) {
+      PrintJson({{"path", path}});
+    } else {
+      std::cout << path << '\n';
+    }
+    status = kExitOk;
+  });
+}
+
+}  // namespace vorctl
