@@ -228,7 +228,7 @@ zel::result_t VorProcessList::IsCriticalProcessByPid(std::uint32_t pid, bool& cr
                                           << "> with error 0x" << zel::Hex{code};
       return code;
     }
-    // No special case for parent 0: process 1 is "initial" only through a
+    // Parent 0 is not treated apart: process 1 is "initial" only through a
     // caller-made record.
     ProcessInfo parent;
     code = GetProcessInfo(trace_, record.parentPid, parent);
