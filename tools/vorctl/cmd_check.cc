@@ -38,7 +38,7 @@ int RunChecks(const Globals& globals, const CheckOptions& options, const std::st
   if (!session) return kExitModuleFailed;
 
   int status = kExitOk;
-  nlohmann::json rows = nlohmann::json::array();
+  Json rows = Json::array();
   for (const std::string& object : options.objects) {
     if (options.explain) host->StartCapture();
     const Answer answer = check(*session, object);
@@ -52,7 +52,7 @@ int RunChecks(const Globals& globals, const CheckOptions& options, const std::st
       status = kExitNegative;
     }
     if (globals.json) {
-      nlohmann::json row;
+      Json row;
       if (numeric_key) {
         row[key] = *ParsePid(object);
       } else {

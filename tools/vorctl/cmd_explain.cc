@@ -48,7 +48,7 @@ void AddExplainCommand(CLI::App& app, const Globals& globals, int& status) {
       parsed.push_back(*code);
     }
     if (globals.json) {
-      nlohmann::json out = nlohmann::json::array();
+      Json out = Json::array();
       for (std::uint32_t code : parsed) {
         out.push_back({{"code", FormatResult(code)},
                        {"message", std::string(zel::GetResultCodeMessage(code))}});

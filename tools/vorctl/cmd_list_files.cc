@@ -22,7 +22,7 @@ int ListFiles(const Globals& globals) {
     return kExitModuleFailed;
   }
   if (globals.json) {
-    PrintJson(nlohmann::json(files.paths));
+    PrintJson(Json(files.paths));
   } else {
     for (const std::string& path : files.paths) std::cout << path << '\n';
   }

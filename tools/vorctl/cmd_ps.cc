@@ -75,9 +75,9 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
     }
 
     if (globals.json) {
-      nlohmann::json out = nlohmann::json::array();
+      Json out = Json::array();
       for (const Row& row : rows) {
-        nlohmann::json item = {{"pid", row.pid},
+        Json item = {{"pid", row.pid},
                                {"ppid", row.ppid},
                                {"image", row.image},
                                {"critical", row.answer.critical},

@@ -51,7 +51,7 @@ int RunStatus(const Globals& globals) {
   }
 
   if (globals.json) {
-    nlohmann::json processes = nlohmann::json::array();
+    Json processes = Json::array();
     for (const CriticalProcess& p : critical) processes.push_back({{"pid", p.pid}, {"image", p.image}});
     PrintJson({{"os_release",
                 {{"name", release.name},

@@ -56,7 +56,7 @@ int Validate(const Globals& globals, const std::string& path) {
   const bool valid = zel::Succeeded(code);
 
   if (globals.json) {
-    nlohmann::json list = nlohmann::json::array();
+    Json list = Json::array();
     for (const vor::CriticalProcessEntry& entry : entries) {
       list.push_back({{"flags", entry.flags},
                       {"path", std::string(entry.path.view())},

@@ -13,8 +13,8 @@ std::string FormatResult(std::uint32_t code) {
   return text;
 }
 
-void PrintJson(const nlohmann::json& value) {
-  std::cout << value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+void PrintJson(const Json& value) {
+  std::cout << value.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
 void PrintModuleFailure(std::string_view what, std::uint32_t code) {
