@@ -1,0 +1,126 @@
+#include "fuzz/fuzz_host.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace vor::fuzz {
+namespace {
+
+constexpr char kMarker = '\xa5';
+constexpr zel::result_t kDisabled = 0x8000007a;
+constexpr zel::result_t kNotFound = 0x80010102;
+constexpr zel::result_t kInvalidArgument = 0x80000046;
+constexpr zel::result_t kAccessDenied = 0x80000045;
+
+}  // namespace
+
+void CheckFailed(const char* condition, const char* file, int line) {
+  std::fprintf(stderr, "fuzz check failed: %s at %s:%d\n", condition, file, line);
+  std::abort();
+}
+
+zel::result_t CheckingTracer::BeginRecord(std::uint32_t level, zel::TraceRecord* record,
+                                          std::uint32_t capacity) {
+  FUZZ_CHECK(record != nullptr);
+  if (level > threshold_) return kDisabled;
+  // A record still open here would be one the module never committed.
+  FUZZ_CHECK(begun_ == committed_);
+  const std::uint32_t given = capacity_ != kAsAsked ? capacity_ : capacity;
+  char* text = nullptr;
+  if (!nullText_) {
+    // Exactly `given` bytes, none when it is 0: any write past them is caught.
+    text = static_cast<char*>(std::malloc(given));
+    FUZZ_CHECK(text != nullptr || given == 0);
+    std::memset(text, kMarker, given);
+  }
+  *record = {this, text, given, 0xdeadbeef, level, 0, this};
+  ++begun_;
+  return 0;
+}
+
+void CheckingTracer::Commit(zel::TraceRecord* record) {
+  FUZZ_CHECK(record != nullptr && record->sink == this && record->context == this);
+  ++committed_;
+  FUZZ_CHECK(committed_ == begun_);
+  if (record->text == nullptr || record->capacity == 0) {
+    FUZZ_CHECK(record->length == 0);
+    lastLine_.clear();
+    std::free(record->text);
+    record->text = nullptr;
+    return;
+  }
+  FUZZ_CHECK(record->length < record->capacity);
+  FUZZ_CHECK(record->text[record->length] == '\0');
+  lastLine_.assign(record->text, record->length);
+  std::free(record->text);
+  record->text = nullptr;
+}
+
+zel::result_t MemoryIo::Read(void* buffer, std::uint32_t size, std::uint32_t* bytesRead) {
+  if (buffer == nullptr || bytesRead == nullptr) return kInvalidArgument;
+  const std::size_t n = std::min<std::size_t>(size, content_.size() - offset_);
+  std::memcpy(buffer, content_.data() + offset_, n);
+  offset_ += n;
+  *bytesRead = static_cast<std::uint32_t>(n);
+  return 0;
+}
+
+zel::result_t MemoryIo::Write(const void*, std::uint32_t, std::uint32_t*) { return kAccessDenied; }
+
+zel::result_t MemoryIo::Seek(std::int64_t offset, std::uint32_t origin, std::uint64_t* position) {
+  std::int64_t base = 0;
+  if (origin == kSeekCurrent) base = static_cast<std::int64_t>(offset_);
+  else if (origin == kSeekEnd) base = static_cast<std::int64_t>(content_.size());
+  else if (origin != kSeekBegin) return kInvalidArgument;
+  const std::int64_t target = base + offset;
+  if (target < 0) return kInvalidArgument;
+  offset_ = std::min<std::size_t>(static_cast<std::size_t>(target), content_.size());
+  if (position != nullptr) *position = offset_;
+  return 0;
+}
+
+zel::result_t MemoryIo::SetSize(std::uint64_t) { return kAccessDenied; }
+
+zel::result_t MemoryIo::GetSize(std::uint64_t* size) {
+  if (size == nullptr) return kInvalidArgument;
+  *size = content_.size();
+  return 0;
+}
+
+zel::result_t MemoryStorage::Open(const char16_t* name, std::uint32_t, zel::IIo** out) {
+  if (name == nullptr || out == nullptr) return kInvalidArgument;
+  *out = nullptr;
+  const auto found = files_.find(name);
+  if (found == files_.end()) return kNotFound;
+  *out = new MemoryIo(found->second);
+  return 0;
+}
+
+zel::result_t MemoryFileFactory::Open(const char16_t* path, std::uint32_t, std::uint32_t,
+                                      std::uint32_t, std::uint32_t, zel::IIo** out) {
+  if (path == nullptr || out == nullptr) return kInvalidArgument;
+  *out = nullptr;
+  const auto found = files_.find(path);
+  if (found == files_.end()) return kNotFound;
+  *out = new MemoryIo(found->second);
+  return 0;
+}
+
+FuzzHost::FuzzHost()
+    : allocator(host::MakeHostObject<host::MallocAllocator>()),
+      tracer(host::MakeHostObject<CheckingTracer>()),
+      xml(host::MakeHostObject<host::XmlFactory>(tracer.get())),
+      locator(host::MakeHostObject<host::ServiceLocator>()) {
+  locator->Register(zel::IAllocator::kIid, 0, allocator.get());
+  locator->Register(zel::ITracer::kIid, 0, tracer.get());
+  locator->Register(zel::IXmlFactory::kIid, 0, xml.get());
+}
+
+FuzzHost& SharedHost() {
+  static FuzzHost* host = new FuzzHost();  // never destroyed: fuzzers exit anywhere
+  return *host;
+}
+
+}  // namespace vor::fuzz
