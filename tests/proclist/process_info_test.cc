@@ -12,6 +12,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include "runtime/result.h"
 #include "tests/proclist/live_process.h"
@@ -110,6 +111,8 @@ TEST_F(ProcessInfoTest, SpawnedChildAndParentChain) {
   ASSERT_EQ(GetProcessImagePath(trace, sleeper, path), zel::kOk);
   EXPECT_EQ(host.tracer->lines(),
             std::vector<std::string>{"vor: Process ID <" + s + "> has image path <" + sleepPath + ">"});
+  // The grandchild outlives the shell and would hold the test's output open.
+  ::kill(static_cast<pid_t>(sleeper), SIGKILL);
 }
 
 TEST_F(ProcessInfoTest, DeletedExecutableFallsBackToTheLinkText) {
