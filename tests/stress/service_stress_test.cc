@@ -1,0 +1,207 @@
+// Eight threads ask file and process questions of the service and of a process
+// list while other threads hand the service updates, repeat Verify and swap
+// the list between two valid documents and an invalid one. Every answer must
+// be the one a single thread gets for the list state in force.
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <climits>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/directory_storage.h"
+#include "host/environment.h"
+#include "host/feature_flags.h"
+#include "host/host_object.h"
+#include "proclist/vor_process_list.h"
+#include "tests/module/service_fixture.h"
+
+namespace vor::testing {
+namespace {
+
+constexpr int kCheckers = 8;
+constexpr int kListRounds = 90;
+
+// A child running `image` until killed.
+class Child {
+ public:
+  Child(const char* image, const char* first, const char* second = nullptr) {
+    pid_ = fork();
+    if (pid_ == 0) {
+      execl(image, image, first, second, static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    usleep(50 * 1000);  // let exec replace the image
+  }
+  ~Child() {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  std::uint32_t pid() const { return static_cast<std::uint32_t>(pid_); }
+
+ private:
+  pid_t pid_;
+};
+
+std::string RealPath(const char* path) {
+  char resolved[PATH_MAX];
+  return realpath(path, resolved) != nullptr ? std::string(resolved) : std::string();
+}
+
+std::string ListNaming(const std::string& image) {
+  return "<vor_process_list><vor_process_entry flags=\"1\" path=\"" + image +
+         "\"/></vor_process_list>";
+}
+
+std::u16string Wide(const std::string& ascii) { return std::u16string(ascii.begin(), ascii.end()); }
+
+class StressTest : public ServiceTest {};
+
+TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
+  const std::string sleepImage = RealPath("/bin/sleep");
+  const std::string tailImage = RealPath("/usr/bin/tail");
+  ASSERT_FALSE(sleepImage.empty());
+  ASSERT_FALSE(tailImage.empty());
+  Child sleeper("/bin/sleep", "60");
+  Child tailer("/usr/bin/tail", "-f", "/dev/null");  // a second long-lived image
+
+  host_.tracer->set_threshold(zel::kTraceWarning);  // keeps the captured lines few
+  host_.Register(zel::IFeatureFlags::kIid, host::MakeHostObject<host::FeatureFlags>().get());
+  host_.Register(zel::IEnvironment::kIid, host::MakeHostObject<host::Environment>().get());
+
+  // The service: its storage lists the sleeper, and holds the test sample.
+  WriteFile("vor_proc.xms", ListNaming(sleepImage));
+  const std::string sample = WriteFile("qz_special_detection_test_trojana", "Velmorant Lab vor test file");
+  StartService();
+  const std::string other = dir_ + "/other";
+  ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
+  WriteFile("other/vor_proc.xms", "<vor_process_list><vor_process_entry flags=\"1\"/>");
+  auto otherStorage = host::MakeHostObject<host::DirectoryStorage>(other);
+
+  // The process list of the module's own code, swapped between list A (the
+  // sleeper), list B (the tailer) and an invalid list that changes nothing.
+  const std::string swapped = dir_ + "/swapped";
+  ASSERT_EQ(mkdir(swapped.c_str(), 0700), 0);
+  auto swappedStorage = host::MakeHostObject<host::DirectoryStorage>(swapped);
+  VorProcessList list(host_.locator.get());
+  OsReleaseInfo release;
+  release.name.assign("Debian GNU/Linux");
+  release.version.assign("12");
+  ASSERT_EQ(list.Init(host_.allocator.get(), release), 0u);
+  WriteFile("swapped/vor_proc.xms", ListNaming(sleepImage));
+  ASSERT_EQ(list.UpdateFromStorage(swappedStorage.get()), 0u);
+
+  struct FileCase {
+    std::u16string path;
+    bool critical;
+  };
+  const std::vector<FileCase> files = {{u"/usr/bin/ls", true},
+                                       {u"/nonexistent/vor-stress/ls", false},
+                                       {u"/usr/lib/" + std::u16string(300, u'x'), false},
+                                       {Wide(sample), true}};
+  struct ProcessCase {
+    std::uint32_t pid;
+    bool critical;
+  };
+  const std::vector<ProcessCase> processes = {{static_cast<std::uint32_t>(getpid()), true},
+                                              {sleeper.pid(), true},
+                                              {tailer.pid(), false}};
+
+  // The swapped list's state: `sequence` is odd while an update runs, and
+  // `sleeperListed` tells which valid list is in force when it is even.
+  std::atomic<std::uint64_t> sequence{0};
+  std::atomic<bool> sleeperListed{true};
+  std::atomic<bool> stop{false};
+  std::atomic<int> wrong{0};
+  std::atomic<int> stableChecks{0};
+  std::atomic<int> rounds{0};
+
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kCheckers; ++t) {
+    threads.emplace_back([&, t] {
+      int context = 0;
+      while (!stop.load()) {
+        for (const FileCase& file : files) {
+          bool critical = !file.critical;
+          if (service_->CheckCriticalFile(&context, file.path.c_str(), &critical) != 0 ||
+              critical != file.critical) {
+            ++wrong;
+          }
+        }
+        const ProcessCase& process = processes[static_cast<std::size_t>(t) % processes.size()];
+        bool critical = !process.critical;
+        if (service_->CheckCriticalProcess(&context, process.pid, &critical) != 0 ||
+            critical != process.critical) {
+          ++wrong;
+        }
+
+        const std::uint64_t before = sequence.load();
+        const bool sleeperExpected = sleeperListed.load();
+        bool sleeperCritical = false;
+        bool tailerCritical = false;
+        const zel::result_t a = list.IsCriticalProcessByPid(sleeper.pid(), sleeperCritical);
+        const zel::result_t b = list.IsCriticalProcessByPid(tailer.pid(), tailerCritical);
+        if (a != 0 || b != 0) ++wrong;
+        if (before % 2 == 0 && sequence.load() == before) {
+          if (sleeperCritical != sleeperExpected || tailerCritical == sleeperExpected) ++wrong;
+          ++stableChecks;
+        }
+        ++rounds;
+      }
+    });
+  }
+  threads.emplace_back([&] {
+    while (!stop.load()) {
+      if (updates_->VerifyUpdate(otherStorage.get()) != 0) ++wrong;
+      if (updates_->HandleUpdate(otherStorage.get()) != 0) ++wrong;
+      if (updates_->HandleUpdate(storage_.get()) != 0) ++wrong;
+      if (updates_->RollbackUpdate() != 0) ++wrong;
+    }
+  });
+  threads.emplace_back([&] {
+    while (!stop.load()) {
+      if (state_->Verify() != 0) ++wrong;  // initialised: returns at once
+    }
+  });
+
+  // List A, invalid, list B, invalid, ...: an invalid list keeps the one before.
+  int applied = 0;
+  for (int round = 0; round < kListRounds; ++round) {
+    const bool valid = round % 2 == 0;
+    const bool sleeperNext = round % 4 == 0;
+    WriteFile("swapped/vor_proc.xms",
+              valid ? ListNaming(sleeperNext ? sleepImage : tailImage)
+                    : "<vor_process_list><vor_process_entry flags=\"1\"/>");
+    sequence.fetch_add(1);
+    const zel::result_t code = list.UpdateFromStorage(swappedStorage.get());
+    if (code == 0) {
+      sleeperListed.store(sleeperNext);
+      ++applied;
+    }
+    sequence.fetch_add(1);
+    EXPECT_EQ(code == 0, valid) << "round " << round << ": 0x" << std::hex << code;
+    std::this_thread::yield();
+  }
+  // Let the checkers see the last state for a while before stopping them.
+  const int seen = rounds.load();
+  while (rounds.load() < seen + 4 * kCheckers) std::this_thread::yield();
+  stop.store(true);
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_EQ(wrong.load(), 0);
+  EXPECT_EQ(applied, (kListRounds + 1) / 2);
+  EXPECT_GT(stableChecks.load(), 0) << "no check saw a settled list";
+  // The service took updates but its answers are those of its first Verify.
+  bool critical = false;
+  int context = 0;
+  EXPECT_EQ(service_->CheckCriticalProcess(&context, sleeper.pid(), &critical), 0u);
+  EXPECT_TRUE(critical);
+}
+
+}  // namespace
+}  // namespace vor::testing
