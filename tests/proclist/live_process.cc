@@ -53,11 +53,8 @@ LiveProcess::~LiveProcess() {
 }
 
 bool LiveProcess::WaitForImage(const std::string& path) const {
-  const std::string link = "/proc/" + std::to_string(pid_) + "/exe";
   for (int i = 0; i < 500; ++i) {
-    char buffer[PATH_MAX] = {};
-    const ssize_t n = ::readlink(link.c_str(), buffer, sizeof buffer - 1);
-    if (n > 0 && std::string(buffer, n).rfind(path, 0) == 0) return true;
+    if (ReadLink("/proc/" + std::to_string(pid_) + "/exe").starts_with(path)) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   return false;
@@ -84,6 +81,17 @@ std::string TempDir::Write(const std::string& name, const std::string& content) 
 void CopyExecutable(const std::string& from, const std::string& to) {
   std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing);
   ::chmod(to.c_str(), 0755);
+}
+
+std::string RealPath(const std::string& path) {
+  char buffer[PATH_MAX] = {};
+  return ::realpath(path.c_str(), buffer) != nullptr ? buffer : "";
+}
+
+std::string ReadLink(const std::string& path) {
+  char buffer[PATH_MAX] = {};
+  const ssize_t n = ::readlink(path.c_str(), buffer, sizeof buffer - 1);
+  return n > 0 ? std::string(buffer, n) : "";
 }
 
 }  // namespace vor::testing

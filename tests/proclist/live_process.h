@@ -46,6 +46,10 @@ class TempDir {
 // Copies an executable to `to` with mode 0755.
 void CopyExecutable(const std::string& from, const std::string& to);
 
+// realpath(3) and readlink(2) as strings, empty on failure.
+std::string RealPath(const std::string& path);
+std::string ReadLink(const std::string& path);
+
 }  // namespace vor::testing
 
 #endif  // VOR_TESTS_PROCLIST_LIVE_PROCESS_H_

@@ -24,11 +24,7 @@ namespace {
 
 using testing::LiveProcess;
 using testing::ProcessListXml;
-
-std::string RealPath(const std::string& path) {
-  char buffer[PATH_MAX] = {};
-  return ::realpath(path.c_str(), buffer) != nullptr ? buffer : "";
-}
+using testing::RealPath;
 
 class VorProcessListTest : public ::testing::Test {
  protected:
@@ -102,10 +98,7 @@ TEST(VorProcessListLifecycle, InitAndReadiness) {
 
 TEST_F(VorProcessListTest, ArgumentsAndFixedRules) {
   bool critical = true;
-  ProcessCheckRecord bad = Record(0, "/bin/x");
-  EXPECT_EQ(list->IsCriticalProcess(bad, critical), zel::kErrInvalidArgument);
-  EXPECT_FALSE(critical);
-  for (ProcessCheckRecord record : {Record(kNoPid, "/bin/x"), Record(5, ""),
+  for (ProcessCheckRecord record : {Record(0, "/bin/x"), Record(kNoPid, "/bin/x"), Record(5, ""),
                                     Record(5, "/bin/x", kNoPid), Record(5, "/bin/x", 4, "")}) {
     critical = true;
     EXPECT_EQ(list->IsCriticalProcess(record, critical), zel::kErrInvalidArgument);
@@ -117,7 +110,7 @@ TEST_F(VorProcessListTest, ArgumentsAndFixedRules) {
 
   host.tracer->Clear();
   EXPECT_TRUE(Decide(Record(1, "/sbin/init", 0, "")));
-  EXPECT_EQ(host.tracer->lines(), std::vector<std::string>{"vor: Process <" "/sbin/init" "> is initial"});
+  EXPECT_EQ(host.tracer->lines(), std::vector<std::string>{"vor: Process </sbin/init> is initial"});
   // Process 1 with a parent is not the initial process.
   host.tracer->Clear();
   EXPECT_FALSE(Decide(Record(1, "/sbin/init", 5, "/bin/sh")));
@@ -142,36 +135,41 @@ TEST_F(VorProcessListTest, ArgumentsAndFixedRules) {
 }
 
 TEST_F(VorProcessListTest, ProductFolderGates) {
-  EXPECT_TRUE(Decide(Record(50, "/opt/velmorant/bin/agent")));
-  EXPECT_TRUE(Decide(Record(50, "/var/opt/velmorant/x")));
-  EXPECT_TRUE(Decide(Record(50, "/opt/velmorant")));
+  for (const char* path : {"/opt/velmorant/bin/agent", "/var/opt/velmorant/x", "/opt/velmorant"}) {
+    EXPECT_TRUE(Decide(Record(50, path))) << path;
+  }
   EXPECT_FALSE(Decide(Record(50, "/opt/velmorantx/agent")));
   EXPECT_FALSE(Decide(Record(50, "/OPT/velmorant/agent")));
-  EXPECT_TRUE(host.tracer->Contains("vor: Process from product folder </opt/velmorant/bin/agent>"));
-  // No flag and no product type: both questions traced, the rule applies.
-  EXPECT_TRUE(host.tracer->Contains("vor: Can't found namespaces flag"));
-  EXPECT_TRUE(host.tracer->Contains("vor: Can't query product type"));
 
-  host.flags->Set("disable_vor.process.namespaces.workaround", "true");
-  host.tracer->Clear();
-  EXPECT_FALSE(Decide(Record(50, "/opt/velmorant/bin/agent")));
-  EXPECT_TRUE(host.tracer->Contains("vor: Found process namespaces flag!"));
-  // The flag short-cuts: the product type is not asked.
-  EXPECT_FALSE(host.tracer->Contains("product type"));
-
-  host.flags->Set("disable_vor.process.namespaces.workaround", "TRUE");
-  host.tracer->Clear();
-  EXPECT_TRUE(Decide(Record(50, "/opt/velmorant/bin/agent")));
-  EXPECT_TRUE(host.tracer->Contains("vor: Unexpected process namespaces flag <TRUE>!"));
-
-  host.environment->Set("ProductType", "mobr_linux");
-  host.tracer->Clear();
-  EXPECT_FALSE(Decide(Record(50, "/opt/velmorant/bin/agent")));
-  EXPECT_TRUE(host.tracer->Contains("vor: Product type is MOBRL"));
-  host.environment->Set("ProductType", "MOBR_LINUX");
-  host.tracer->Clear();
-  EXPECT_TRUE(Decide(Record(50, "/opt/velmorant/bin/agent")));
-  EXPECT_TRUE(host.tracer->Contains("vor: Product type is <MOBR_LINUX>"));
+  // The namespaces flag and the product type switch the rule off; each row
+  // sets them, decides for the agent and pins the telling line.
+  struct Case {
+    const char* flag;  // nullptr: unset
+    const char* productType;
+    bool critical;
+    std::string line;
+    std::string absent;
+  };
+  const Case cases[] = {
+      {nullptr, nullptr, true, "vor: Can't query product type", "Found process namespaces"},
+      {nullptr, nullptr, true, "vor: Can't found namespaces flag", "Product type is"},
+      {"true", nullptr, false, "vor: Found process namespaces flag!", "product type"},
+      {"TRUE", nullptr, true, "vor: Unexpected process namespaces flag <TRUE>!", "Found process"},
+      {"TRUE", "mobr_linux", false, "vor: Product type is MOBRL", "Can't query"},
+      {"TRUE", "MOBR_LINUX", true, "vor: Product type is <MOBR_LINUX>", "Can't query"},
+  };
+  for (const Case& c : cases) {
+    if (c.flag != nullptr) host.flags->Set("disable_vor.process.namespaces.workaround", c.flag);
+    if (c.productType != nullptr) host.environment->Set("ProductType", c.productType);
+    host.tracer->Clear();
+    EXPECT_EQ(Decide(Record(50, "/opt/velmorant/bin/agent")), c.critical) << c.line;
+    EXPECT_TRUE(host.tracer->Contains(c.line)) << c.line;
+    EXPECT_FALSE(host.tracer->Contains(c.absent)) << c.line;
+    if (c.critical) {
+      EXPECT_TRUE(host.tracer->Contains(
+          "vor: Process from product folder </opt/velmorant/bin/agent>"));
+    }
+  }
 
   // Another mount namespace turns the rule off.
   ProcessCheckRecord other = Record(50, "/opt/velmorant/bin/agent");

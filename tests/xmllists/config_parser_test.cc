@@ -1,121 +1,93 @@
 // VorConfigParser on XML critical file lists.
 #include "filelist/vor_config_parser.h"
 
-#include <memory>
-
 #include <gtest/gtest.h>
 
 #include "runtime/result.h"
-#include "tests/testing_host/testing_host.h"
 #include "tests/xmllists/xml_fixture.h"
 
 namespace vor {
 namespace {
 
-class ConfigParserTest : public ::testing::Test {
- protected:
-  ConfigParserTest() : xml(host::MakeHostObject<host::XmlFactory>()) {
-    host.Register(zel::IXmlFactory::kIid, xml.get());
-  }
+const std::string kNoItems = "\nNo vor list items in config!";
+const std::string kNotValid = kNoItems + "\nCan't validate config with error 0x8000005c";
+const std::string kTwoLists =
+    "<vor_list><vor_entry path=\"/a\"/></vor_list><bad_list><vor_entry path=\"/b\"/></bad_list>";
 
-  zel::result_t Parse(const std::string& text) {
-    parser = std::make_unique<VorConfigParser>(host.locator.get());
-    host.tracer->Clear();
-    Ref<zel::IIo> stream = testing::MemoryStream(text);
-    return parser->Init(stream.get());
-  }
-  std::vector<std::string> Paths() const {
-    std::vector<std::string> out;
-    for (const zel::string& p : parser->paths()) out.emplace_back(p.view());
-    return out;
-  }
-  std::vector<std::string> Errors() const { return host.tracer->lines(zel::kTraceError); }
-
-  testing::TestingHost host;
-  Ref<host::XmlFactory> xml;
-  std::unique_ptr<VorConfigParser> parser;
-};
-
-TEST_F(ConfigParserTest, GoodListsInDocumentOrder) {
-  ASSERT_EQ(Parse("<vor_list><vor_entry path=\"/a\"/><vor_entry path=\"/b\"/></vor_list>"
-                  "<vor_list><vor_entry path=\"/c\"/></vor_list>"),
-            zel::kOk);
-  EXPECT_EQ(Paths(), (std::vector<std::string>{"/a", "/b", "/c"}));
-  EXPECT_EQ(host.tracer->lines(zel::kTraceInfo),
-            (std::vector<std::string>{"vor: Begin config parser init...", "vor: Parsing vor list <0>...",
-                                      "vor:     1) /a", "vor:     2) /b", "vor: Done",
-                                      "vor: Parsing vor list <1>...", "vor:     1) /c", "vor: Done",
-                                      "vor: Config parser init status is ok"}));
-  EXPECT_TRUE(Errors().empty());
+// Runs Init on `text`; returns the code and the kept paths joined by spaces.
+std::pair<zel::result_t, std::string> Parse(testing::XmlListHost& host, const std::string& text) {
+  VorConfigParser parser(host.locator.get());
+  host.tracer->Clear();
+  const zel::result_t code = parser.Init(testing::MemoryStream(text).get());
+  std::string paths;
+  for (const zel::string& p : parser.paths()) paths += (paths.empty() ? "" : " ") + std::string(p.view());
+  return {code, paths};
 }
 
-TEST_F(ConfigParserTest, DocumentLevelFailures) {
-  EXPECT_EQ(Parse(""), zel::kErrInvalidSize);
-  EXPECT_EQ(Errors(), (std::vector<std::string>{"vor: No vor list in config!",
-                                                "vor: Can't validate config with error 0x8000005c"}));
-  EXPECT_EQ(Parse("<other><vor_entry path=\"/a\"/></other>"), zel::kErrInvalidSize);
-  EXPECT_EQ(Errors(), (std::vector<std::string>{"vor: Invalid vor list node name!",
-                                                "vor: No vor list items in config!",
-                                                "vor: Can't validate config with error 0x8000005c"}));
-  EXPECT_EQ(Parse("<vor_list>"), host::XmlFactory::kParseError);
-  EXPECT_EQ(Errors(), std::vector<std::string>{"vor: Can't open config with error 0x8000005a"});
+TEST(ConfigParser, GoodListsAreTracedInDocumentOrder) {
+  testing::XmlListHost host;
+  EXPECT_EQ(Parse(host, "<vor_list><vor_entry path=\"/a\"/><vor_entry path=\"/b\"/></vor_list>"
+                        "<vor_list><vor_entry path=\"/c\"/></vor_list>"),
+            std::pair(zel::kOk, std::string("/a /b /c")));
+  EXPECT_EQ(host.tracer->lines(),
+            (std::vector<std::string>{
+                "vor: Begin config parser init...", "vor: Parsing vor list <0>...", "vor:     1) /a",
+                "vor:     2) /b", "vor: Done", "vor: Parsing vor list <1>...", "vor:     1) /c",
+                "vor: Done", "vor: Config parser init status is ok"}));
   host.locator->Refuse(zel::IXmlFactory::kIid);
-  EXPECT_EQ(Parse("<vor_list/>"), 0x8000004cu);
-  EXPECT_EQ(Errors(), std::vector<std::string>{"vor: Can't get xml factory with error 0x8000004c"});
+  EXPECT_EQ(Parse(host, "<vor_list/>").first, 0x8000004cu);
+  EXPECT_EQ(host.Errors(), "Can't get xml factory with error 0x8000004c");
+  EXPECT_EQ(VorConfigParser(host.locator.get()).Validate(nullptr), zel::kErrInvalidArgument);
 }
 
-TEST_F(ConfigParserTest, LenientEntries) {
-  // One good entry carries an empty one; extraction keeps the good path only.
-  ASSERT_EQ(Parse("<vor_list><vor_entry path=\"\"/><vor_entry path=\"/ok\"/></vor_list>"), zel::kOk);
-  EXPECT_EQ(Paths(), std::vector<std::string>{"/ok"});
-  EXPECT_EQ(Errors(), (std::vector<std::string>{
-                          "vor: Empty path!",
-                          "vor: Can't validate vor list <0> entry <0> with error 0x80010109",
-                          "vor: Empty path for vor list <0> entry <0>!"}));
-
-  // A wrongly named entry passes validation unexamined; extraction reads it.
-  ASSERT_EQ(Parse("<vor_list><odd path=\"/odd\"/></vor_list>"), zel::kOk);
-  EXPECT_EQ(Paths(), std::vector<std::string>{"/odd"});
-  EXPECT_EQ(Errors(), std::vector<std::string>{"vor: Invalid vor list entry node name!"});
-  // ... but with no path at all it validates and then yields nothing.
-  EXPECT_EQ(Parse("<vor_list><odd/></vor_list>"), zel::kErrInvalidSize);
-  EXPECT_EQ(Errors(), (std::vector<std::string>{
-                          "vor: Invalid vor list entry node name!",
-                          "vor: Can't get path vor list <0> entry <0> with error 0x8000004c",
-                          "vor: No vor list items in config!",
-                          "vor: Can't extract vor list from config with error 0x8000005c"}));
-  EXPECT_EQ(Parse("<vor_list><vor_entry/></vor_list>"), zel::kErrInvalidSize);
-  EXPECT_EQ(Errors()[0], "vor: Can't get path with error 0x8000004c");
-}
-
-TEST_F(ConfigParserTest, HostNodeFailuresAreSkipped) {
-  Ref<zel::IXmlNode> doc;
-  ASSERT_EQ(testing::OpenXml(*xml.get(),
-                             "<vor_list><vor_entry path=\"/a\"/></vor_list>"
-                             "<bad_list><vor_entry path=\"/b\"/></bad_list>",
-                             doc),
-            0u);
-  parser = std::make_unique<VorConfigParser>(host.locator.get());
-  host.tracer->Clear();
-  Ref<zel::IXmlNode> failing = testing::FailingNode::Wrap(doc, {"bad_list", "", ""});
-  EXPECT_EQ(parser->Validate(failing.get()), zel::kOk);
-  EXPECT_EQ(Errors(), std::vector<std::string>{
-                          "vor: Can't get name from vor list node <1> with error 0x80000059"});
-  host.tracer->Clear();
-  failing = testing::FailingNode::Wrap(doc, {"", "vor_list", "bad_list"});
-  EXPECT_EQ(parser->Validate(failing.get()), zel::kErrInvalidSize);
-  EXPECT_EQ(Errors(), (std::vector<std::string>{
-                          "vor: Can't get vor list <0> entry count with error 0x80000059",
-                          "vor: Invalid vor list node name!", "vor: No vor list items in config!"}));
-  host.tracer->Clear();
-  failing = testing::FailingNode::Wrap(doc, {"", "", "vor_list"});
-  EXPECT_EQ(parser->Extract(failing.get()), zel::kOk);
-  EXPECT_EQ(Paths(), std::vector<std::string>{"/b"});  // Extract ignores names
-  EXPECT_EQ(Errors(), std::vector<std::string>{
-                          "vor: Can't get vor list <0> entry <0> with error 0x80000059"});
-  failing = testing::FailingNode::Wrap(doc, {"", "#document", ""});
-  EXPECT_EQ(parser->Validate(failing.get()), 0x80000059u);
-  EXPECT_EQ(parser->Validate(nullptr), zel::kErrInvalidArgument);
+// Validation is lenient and extraction reads every node again, so each row
+// pins which step reports what and which paths survive.
+TEST(ConfigParser, DocumentsAndHostFailures) {
+  struct Case {
+    std::string xml;
+    testing::NodeFailures failures;
+    zel::result_t code;
+    std::string paths;
+    std::string errors;
+  };
+  const Case cases[] = {
+      {"", {}, zel::kErrInvalidSize, "", "No vor list in config!\nCan't validate config with error 0x8000005c"},
+      {"<other><vor_entry path=\"/a\"/></other>", {}, zel::kErrInvalidSize, "",
+       "Invalid vor list node name!" + kNotValid},
+      {"<vor_list>", {}, host::XmlFactory::kParseError, "", "Can't open config with error 0x8000005a"},
+      {"<vor_list><vor_entry path=\"\"/><vor_entry path=\"/ok\"/></vor_list>", {}, zel::kOk, "/ok",
+       "Empty path!\nCan't validate vor list <0> entry <0> with error 0x80010109\n"
+       "Empty path for vor list <0> entry <0>!"},
+      // A wrongly named entry passes validation unexamined (kept so).
+      {"<vor_list><odd path=\"/odd\"/></vor_list>", {}, zel::kOk, "/odd",
+       "Invalid vor list entry node name!"},
+      {"<vor_list><odd/></vor_list>", {}, zel::kErrInvalidSize, "",
+       "Invalid vor list entry node name!\nCan't get path vor list <0> entry <0> with error "
+       "0x8000004c" + kNoItems + "\nCan't extract vor list from config with error 0x8000005c"},
+      {"<vor_list><vor_entry/></vor_list>", {}, zel::kErrInvalidSize, "",
+       "Can't get path with error 0x8000004c\nCan't validate vor list <0> entry <0> with error "
+       "0x8000004c" + kNotValid},
+      // Host node failures: each is traced and its node skipped.
+      {kTwoLists, {"bad_list", "", ""}, zel::kOk, "/a /b",
+       "Can't get name from vor list node <1> with error 0x80000059"},
+      {kTwoLists + "<odd_list><vor_entry path=\"/c\"/></odd_list>", {"", "bad_list", "odd_list"},
+       zel::kOk, "/a",
+       "Invalid vor list node name!\nInvalid vor list node name!\n"
+       "Can't get vor list <1> entry count with error 0x80000059\n"
+       "Can't get vor list <2> entry <0> with error 0x80000059"},
+      {kTwoLists, {"", "vor_list", ""}, zel::kErrInvalidSize, "",
+       "Can't get vor list <0> entry count with error 0x80000059\nInvalid vor list node name!" +
+           kNotValid},
+      {kTwoLists, {"", "#document", ""}, 0x80000059, "",
+       "Can't get vor list count with error 0x80000059\n"
+       "Can't validate config with error 0x80000059"},
+  };
+  for (const Case& c : cases) {
+    testing::XmlListHost host;
+    host.xml->failures = c.failures;
+    EXPECT_EQ(Parse(host, c.xml), std::pair(c.code, c.paths)) << c.xml;
+    EXPECT_EQ(host.Errors(), c.errors) << c.xml;
+  }
 }
 
 }  // namespace

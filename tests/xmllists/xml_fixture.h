@@ -1,12 +1,14 @@
-// Opening XML text through the reference host's factory, and a node wrapper
-// that fails chosen host operations.
+// XML text through the reference host's factory, and wrappers that make
+// chosen host node operations fail.
 #ifndef VOR_TESTS_XMLLISTS_XML_FIXTURE_H_
 #define VOR_TESTS_XMLLISTS_XML_FIXTURE_H_
 
 #include <string>
+#include <vector>
 
 #include "host/host_object.h"
 #include "host/xml_factory.h"
+#include "tests/testing_host/testing_host.h"
 #include "vor/io.h"
 #include "vor/ref.h"
 #include "vor/xml.h"
@@ -17,20 +19,22 @@ namespace vor::testing {
 Ref<zel::IIo> MemoryStream(std::string content, bool sizeKnown = true);
 
 // Parses `text`; returns the factory's code.
-zel::result_t OpenXml(host::XmlFactory& factory, const std::string& text,
+zel::result_t OpenXml(zel::IXmlFactory& factory, const std::string& text,
                       Ref<zel::IXmlNode>& document);
 
-// Forwards to `inner`, failing GetName / GetChildCount / GetChild with
-// 0x80000059 when the node's element name ("#document" for the document)
-// equals the chosen text; empty chooses none. Children are wrapped too.
+// GetName / GetChildCount / GetChild fail with 0x80000059 on nodes whose
+// element name ("#document" for the document) equals the chosen text; empty
+// chooses none.
+struct NodeFailures {
+  std::string name;
+  std::string childCount;
+  std::string child;
+};
+
+// Forwards to `inner`, failing as `failures` says; children are wrapped too.
 class FailingNode : public host::HostObject<zel::IXmlNode> {
  public:
-  struct Failures {
-    std::string name;        // GetName fails on nodes with this name
-    std::string childCount;  // GetChildCount fails
-    std::string child;       // GetChild fails
-  };
-  static Ref<zel::IXmlNode> Wrap(Ref<zel::IXmlNode> inner, const Failures& failures);
+  static Ref<zel::IXmlNode> Wrap(Ref<zel::IXmlNode> inner, const NodeFailures& failures);
 
   zel::result_t GetDocument(zel::IXmlNode** out) override { return inner_->GetDocument(out); }
   zel::result_t GetParent(zel::IXmlNode** out) override { return inner_->GetParent(out); }
@@ -53,11 +57,30 @@ class FailingNode : public host::HostObject<zel::IXmlNode> {
   }
 
  private:
-  FailingNode(Ref<zel::IXmlNode> inner, Failures failures);
+  FailingNode(Ref<zel::IXmlNode> inner, NodeFailures failures);
 
   Ref<zel::IXmlNode> inner_;
-  Failures failures_;
+  NodeFailures failures_;
   std::string name_;
+};
+
+// The reference factory whose documents come wrapped in FailingNode.
+class FailingXmlFactory : public host::HostObject<zel::IXmlFactory> {
+ public:
+  zel::result_t CreateDocument(zel::IXmlNode** out) override { return real->CreateDocument(out); }
+  zel::result_t OpenDocument(zel::IIo* source, std::uint32_t format, zel::IXmlNode** out) override;
+
+  Ref<host::XmlFactory> real = host::MakeHostObject<host::XmlFactory>();
+  NodeFailures failures;
+};
+
+// A testing host with a FailingXmlFactory registered and debug lines off.
+struct XmlListHost : TestingHost {
+  XmlListHost();
+  // The error lines, one per text line, without the "vor: " prefix.
+  std::string Errors() const;
+
+  Ref<FailingXmlFactory> xml = host::MakeHostObject<FailingXmlFactory>();
 };
 
 }  // namespace vor::testing
