@@ -2,126 +2,115 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "runtime/exception.h"
-#include "tests/osinfo/test_support.h"
 #include "tests/testing_host/testing_host.h"
 
 namespace vor {
 namespace {
 
+using namespace std::string_literals;
 using Pairs = std::vector<std::pair<std::string, std::string>>;
-using testing::TestingHost;
+using Lines = std::vector<std::string>;
 
 class KeyValueConfigTest : public ::testing::Test {
  protected:
-  // Parses `content` with a fresh reader, as the release parsers do.
-  Pairs Parse(std::string_view content, zel::result_t expected = 0) {
+  // Parses with a fresh reader into a vector that holds a stale pair, so that
+  // every case also shows the output is emptied first.
+  zel::result_t Parse(std::string_view content, Pairs& out) {
     LinuxKeyValueConfig config(host_.locator.get());
     KeyValuePairs pairs{zel::HostAllocator<KeyValuePair>(host_.allocator.get())};
-    EXPECT_EQ(config.Parse(content, pairs), expected);
-    Pairs out;
+    pairs.emplace_back(zel::string("stale"), zel::string("x"));
+    const zel::result_t code = config.Parse(content, pairs);
     for (const KeyValuePair& pair : pairs) {
       out.emplace_back(std::string(pair.first.view()), std::string(pair.second.view()));
     }
-    return out;
+    return code;
   }
-  std::vector<std::string> Errors() const { return host_.tracer->lines(zel::kTraceError); }
+  // Everything but the lifetime lines, in order.
+  Lines Traced() const {
+    Lines lines;
+    for (const testing::TraceEntry& entry : host_.tracer->entries()) {
+      if (entry.level != zel::kTraceDebug) lines.push_back(entry.text);
+    }
+    return lines;
+  }
 
-  TestingHost host_;
+  testing::TestingHost host_;
 };
 
-TEST_F(KeyValueConfigTest, TrimsBlanksThenQuotesAndTracesEachPair) {
-  EXPECT_EQ(Parse("NAME=\"Ubuntu\"\n  NAME = 'x'  \nA=\"abc'\nB=\" x \"\nC=a b\n"),
-            (Pairs{{"NAME", "Ubuntu"}, {"NAME", "x"}, {"A", "abc"}, {"B", " x "}, {"C", "a b"}}));
-  EXPECT_EQ(host_.tracer->lines(zel::kTraceInfo),
-            (std::vector<std::string>{"rp:    <NAME> = <Ubuntu>", "rp:    <NAME> = <x>",
-                                      "rp:    <A> = <abc>", "rp:    <B> = < x >",
-                                      "rp:    <C> = <a b>"}));
-  EXPECT_TRUE(Errors().empty());
-}
-
-TEST_F(KeyValueConfigTest, DropsLinesWithoutExactlyOneNameAndValue) {
-  EXPECT_EQ(Parse("NAME=\nA=b=c\nplain text\n=x\n=\nNAME=\"\"\nQ='\"'\nOK=1"),
-            (Pairs{{"OK", "1"}}));
-  EXPECT_EQ(Errors(), (std::vector<std::string>{
-                          "rp: Line <NAME=> has empty value",
-                          "rp: Invalid values count for line <A=b=c>",
-                          "rp: Invalid values count for line <plain text>",
-                          "rp: Line <=x> has empty name",
-                          "rp: Line <=> has empty name",  // the name is tested first
-                          "rp: Line <NAME=\"\"> has empty value",
-                          "rp: Line <Q='\"'> has empty value",
-                      }));
-}
-
-TEST_F(KeyValueConfigTest, CommentsInFirstColumnAreSilentIndentedOnesAreTraced) {
-  EXPECT_EQ(Parse("# comment\n#NAME=x\n  # NAME=x\n\t#x\nA=1\n"), (Pairs{{"A", "1"}}));
-  EXPECT_EQ(host_.tracer->lines(zel::kTraceInfo),
-            (std::vector<std::string>{"rp: Skip comment <  # NAME=x>", "rp:    <A> = <1>"}));
-  // Without "=" an indented comment fails the split count before the comment test.
-  EXPECT_EQ(Errors(), (std::vector<std::string>{"rp: Invalid values count for line <\t#x>"}));
-}
-
-TEST_F(KeyValueConfigTest, LineStructure) {
-  // CR is no separator: it stays in the value and stops the quote trimming.
-  EXPECT_EQ(Parse("NAME=\"x\"\r\nB=y\r\n"), (Pairs{{"NAME", "x\"\r"}, {"B", "y\r"}}));
-
-  // Leading empty line reaches the line parser once; inner runs are skipped.
-  host_.tracer->Clear();
-  EXPECT_EQ(Parse("\n\nA=1\n\n\nB=2"), (Pairs{{"A", "1"}, {"B", "2"}}));
-  EXPECT_EQ(Errors(), (std::vector<std::string>{"rp: Invalid values count for line <>"}));
-
-  // Trailing line ends add nothing; duplicates stay, in file order.
-  host_.tracer->Clear();
-  EXPECT_EQ(Parse("A=1\nA=2\nB=3\n\n\n"), (Pairs{{"A", "1"}, {"A", "2"}, {"B", "3"}}));
-  EXPECT_TRUE(Errors().empty());
-
-  // Bytes pass through untouched, invalid UTF-8 and NUL included.
-  const std::string junk("K=\xff\xfe\0z", 6);
-  EXPECT_EQ(Parse(junk), (Pairs{{"K", std::string("\xff\xfe\0z", 4)}}));
-}
-
-TEST_F(KeyValueConfigTest, EmptyContentFailsAndEmptiesThePairs) {
-  LinuxKeyValueConfig config(host_.locator.get());
-  KeyValuePairs pairs;
-  ASSERT_EQ(config.Parse("A=1", pairs), 0u);
-  ASSERT_EQ(pairs.size(), 1u);
-  host_.tracer->Clear();
-  EXPECT_EQ(config.Parse("", pairs), 0x80000046u);
-  EXPECT_TRUE(pairs.empty());
-  EXPECT_TRUE(host_.tracer->lines().empty());
-  // Only dropped lines: still a success, with nothing in it.
-  EXPECT_EQ(config.Parse("junk\n", pairs), 0u);
-  EXPECT_TRUE(pairs.empty());
+TEST_F(KeyValueConfigTest, LinesPairsAndTraces) {
+  struct Case {
+    std::string content;
+    zel::result_t code;
+    Pairs pairs;
+    Lines traced;
+  } cases[] = {
+      // Blanks are trimmed before quotes, each end on its own.
+      {"NAME=\"Ubuntu\"\n  NAME = 'x'  \nA=\"abc'\nB=\" x \"\n", 0,
+       {{"NAME", "Ubuntu"}, {"NAME", "x"}, {"A", "abc"}, {"B", " x "}},
+       {"rp:    <NAME> = <Ubuntu>", "rp:    <NAME> = <x>", "rp:    <A> = <abc>",
+        "rp:    <B> = < x >"}},
+      // The name is tested before the value.
+      {"NAME=\nA=b=c\nplain text\n=x\n=\nNAME=\"\"\nQ='\"'\nOK=1", 0, {{"OK", "1"}},
+       {"rp: Line <NAME=> has empty value", "rp: Invalid values count for line <A=b=c>",
+        "rp: Invalid values count for line <plain text>", "rp: Line <=x> has empty name",
+        "rp: Line <=> has empty name", "rp: Line <NAME=\"\"> has empty value",
+        "rp: Line <Q='\"'> has empty value", "rp:    <OK> = <1>"}},
+      // First-column comments are silent; an indented one without "=" fails the count first.
+      {"# comment\n#NAME=x\n  # NAME=x\n\t#x\nA=1\n", 0, {{"A", "1"}},
+       {"rp: Skip comment <  # NAME=x>", "rp: Invalid values count for line <\t#x>",
+        "rp:    <A> = <1>"}},
+      // CR is no separator: it stays in the value and stops the quote trimming.
+      {"NAME=\"x\"\r\nB=y\r\n", 0, {{"NAME", "x\"\r"}, {"B", "y\r"}},
+       {"rp:    <NAME> = <x\"\r>", "rp:    <B> = <y\r>"}},
+      // A leading empty line reaches the line parser once; inner runs are skipped.
+      {"\n\nA=1\n\n\nB=2", 0, {{"A", "1"}, {"B", "2"}},
+       {"rp: Invalid values count for line <>", "rp:    <A> = <1>", "rp:    <B> = <2>"}},
+      // Trailing line ends add nothing; duplicates stay, in file order.
+      {"A=1\nA=2\nB=3\n\n\n", 0, {{"A", "1"}, {"A", "2"}, {"B", "3"}},
+       {"rp:    <A> = <1>", "rp:    <A> = <2>", "rp:    <B> = <3>"}},
+      // Bytes pass through untouched, invalid UTF-8 and NUL included.
+      {"K=\xff\xfe\0z"s, 0, {{"K", "\xff\xfe\0z"s}}, {"rp:    <K> = <\xff\xfe\0z>"s}},
+      // Only dropped lines is still a success; no content at all is not.
+      {"junk\n", 0, {}, {"rp: Invalid values count for line <junk>"}},
+      {"", 0x80000046, {}, {}},
+  };
+  for (const Case& c : cases) {
+    host_.tracer->Clear();
+    Pairs pairs;
+    EXPECT_EQ(Parse(c.content, pairs), c.code) << c.content;
+    EXPECT_EQ(pairs, c.pairs) << c.content;
+    EXPECT_EQ(Traced(), c.traced) << c.content;
+  }
 }
 
 TEST_F(KeyValueConfigTest, LifetimeLinesAndMissingHostServices) {
   std::string address;
   {
     LinuxKeyValueConfig config(host_.locator.get());
-    address = testing::AddressText(&config);
+    char text[32];
+    std::snprintf(text, sizeof text, "%p", static_cast<void*>(&config));
+    address = text;
   }
   const std::string line = "rp: LinuxKeyValueConfig " + address + " was created";
-  EXPECT_EQ(host_.tracer->lines(zel::kTraceDebug), (std::vector<std::string>{line, line}));
+  EXPECT_EQ(host_.tracer->lines(zel::kTraceDebug), (Lines{line, line}));
 
-  host_.locator->Refuse(zel::ITracer::kIid, 0x80000042);
-  try {
-    LinuxKeyValueConfig config(host_.locator.get());
-    ADD_FAILURE() << "constructed without a tracer";
-  } catch (const zel::GetInterfaceException& e) {
-    EXPECT_EQ(e.code(), 0x80000042u);
-    EXPECT_EQ(e.iid(), zel::ITracer::kIid);
-  }
-  host_.locator->Refuse(zel::IAllocator::kIid, 0x8000004c);
-  try {
-    LinuxKeyValueConfig config(host_.locator.get());
-    ADD_FAILURE() << "constructed without an allocator";
-  } catch (const zel::GetInterfaceException& e) {
-    EXPECT_EQ(e.iid(), zel::IAllocator::kIid);  // asked first
+  // The second round refuses both: the allocator is asked for first.
+  for (const auto& [iid, code] : {std::pair{zel::ITracer::kIid, 0x80000042u},
+                                  std::pair{zel::IAllocator::kIid, 0x8000004cu}}) {
+    host_.locator->Refuse(iid, code);
+    try {
+      LinuxKeyValueConfig config(host_.locator.get());
+      ADD_FAILURE() << "constructed without " << std::hex << iid;
+    } catch (const zel::GetInterfaceException& e) {
+      EXPECT_EQ(e.iid(), iid);
+      EXPECT_EQ(e.code(), code);
+    }
   }
 }
 
@@ -142,9 +131,8 @@ TEST_F(KeyValueConfigTest, OutOfMemoryNeverCrashesNorLeaks) {
       host_.allocator->FailNever();
       if (code == 0x80000041) {
         EXPECT_TRUE(pairs.empty());
-        const std::vector<std::string> errors = Errors();
-        ASSERT_EQ(errors.size(), 1u);
-        EXPECT_EQ(errors[0], "rp: Exception caught at line 160 =>  std::bad_alloc");
+        EXPECT_EQ(host_.tracer->lines(zel::kTraceError),
+                  Lines{"rp: Exception caught at line 160 =>  std::bad_alloc"});
         sawException = true;
       } else {
         ASSERT_EQ(code, 0u);

@@ -23,8 +23,7 @@ class FakeIo final : public host::HostObject<zel::IIo> {
     ++*reads_;
     if (bytesRead != nullptr) *bytesRead = 0;
     if (file_.readResult != kOk) return file_.readResult;
-    std::size_t count = std::min<std::size_t>(size, file_.content.size() - position_);
-    if (file_.readLimit) count = std::min<std::size_t>(count, *file_.readLimit);
+    const std::size_t count = std::min<std::size_t>(size, file_.content.size() - position_);
     if (count != 0) std::memcpy(buffer, file_.content.data() + position_, count);
     position_ += count;
     if (bytesRead != nullptr) *bytesRead = static_cast<std::uint32_t>(count);
@@ -67,10 +66,7 @@ zel::result_t FakeFileFactory::Open(const char16_t* path, std::uint32_t access,
                                     std::uint32_t flags, zel::IIo** out) {
   *out = nullptr;
   opened_.emplace_back(path);
-  lastModes_[0] = access;
-  lastModes_[1] = share;
-  lastModes_[2] = disposition;
-  lastModes_[3] = flags;
+  lastModes_ = {access, share, disposition, flags};
   const auto found = files_.find(path);
   if (found == files_.end()) return kFileNotFound;
   const Entry& entry = found->second;

@@ -1,9 +1,10 @@
 // A lumo file factory over files held in memory, which can be told to fail
-// an open, a size query or a read, or to deliver less than asked: the cases
-// a real file system rarely produces on demand.
+// an open, a size query or a read, or to report another size than it holds:
+// the cases a real file system rarely produces on demand.
 #ifndef VOR_TESTS_TESTING_HOST_FAKE_FILE_FACTORY_H_
 #define VOR_TESTS_TESTING_HOST_FAKE_FILE_FACTORY_H_
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -22,7 +23,6 @@ struct FakeFile {
   zel::result_t sizeResult = 0;
   std::optional<std::uint64_t> reportedSize;  // GetSize answer instead of the content's
   zel::result_t readResult = 0;
-  std::optional<std::uint32_t> readLimit;  // at most this many bytes per Read
 };
 
 class FakeFileFactory : public host::HostObject<zel::ILumoFileFactory> {
@@ -36,12 +36,10 @@ class FakeFileFactory : public host::HostObject<zel::ILumoFileFactory> {
   zel::result_t Open(const char16_t* path, std::uint32_t access, std::uint32_t share,
                      std::uint32_t disposition, std::uint32_t flags, zel::IIo** out) override;
 
-  // Every path asked for, in order, with the mode arguments of the last call.
+  // Every path asked for, in order, and the four mode arguments of the last
+  // call (access, share, disposition, flags).
   const std::vector<std::u16string>& opened() const { return opened_; }
-  std::uint32_t last_access() const { return lastModes_[0]; }
-  std::uint32_t last_share() const { return lastModes_[1]; }
-  std::uint32_t last_disposition() const { return lastModes_[2]; }
-  std::uint32_t last_flags() const { return lastModes_[3]; }
+  const std::array<std::uint32_t, 4>& last_modes() const { return lastModes_; }
   // Read calls made on streams of `path`.
   int reads(const std::u16string& path) const;
   // Streams handed out and not yet released.
@@ -54,7 +52,7 @@ class FakeFileFactory : public host::HostObject<zel::ILumoFileFactory> {
   };
   std::map<std::u16string, Entry> files_;
   std::vector<std::u16string> opened_;
-  std::uint32_t lastModes_[4] = {};
+  std::array<std::uint32_t, 4> lastModes_ = {};
   std::shared_ptr<int> liveStreams_ = std::make_shared<int>(0);
 };
 
