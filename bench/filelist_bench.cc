@@ -12,6 +12,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "filelist/vor_list.h"
 #include "host/directory_storage.h"
 #include "host/host_object.h"
@@ -22,44 +23,9 @@
 namespace {
 
 using vor::Ref;
-
-// Counts the bytes it has handed out and not yet taken back.
-class CountingAllocator : public vor::host::HostObject<zel::IAllocator> {
- public:
-  void* Alloc(std::size_t size) override {
-    auto* block = static_cast<std::size_t*>(std::malloc(size + kHeader));
-    if (block == nullptr) return nullptr;
-    *block = size;
-    live_ += size;
-    return reinterpret_cast<char*>(block) + kHeader;
-  }
-  void* Realloc(void*, std::size_t) override { return nullptr; }
-  void Free(void* p) override {
-    if (p == nullptr) return;
-    auto* block = reinterpret_cast<std::size_t*>(static_cast<char*>(p) - kHeader);
-    live_ -= *block;
-    std::free(block);
-  }
-  std::size_t live_bytes() const { return live_.load(); }
-
- private:
-  static constexpr std::size_t kHeader = 16;
-  std::atomic<std::size_t> live_{0};
-};
-
-// A host tracer with every level off, as in production at the default level.
-class SilentTracer : public vor::host::HostObject<zel::ITracer> {
- public:
-  zel::result_t BeginRecord(std::uint32_t, zel::TraceRecord*, std::uint32_t) override {
-    return 0x80000001;
-  }
-};
-
-std::u16string Wide(const std::string& text) {
-  std::u16string out;
-  vor::utf::Utf8ToUtf16(text, [&](char16_t c) { out += c; });
-  return out;
-}
+using vor::bench::CountingAllocator;
+using vor::bench::SilentTracer;
+using vor::bench::Wide;
 
 struct Fixture {
   Fixture()
@@ -162,7 +128,7 @@ void BM_VorListUpdate(benchmark::State& state) {
   std::vector<std::string> paths;
   fixture.list->CopySortedPaths(paths);
   state.counters["paths"] = static_cast<double>(paths.size());
-  state.counters["list_bytes"] = static_cast<double>(fixture.allocator->live_bytes());
+  state.counters["list_bytes"] = static_cast<double>(fixture.allocator->bytes());
   state.counters["hit_paths"] = static_cast<double>(fixture.hits.size());
   state.counters["miss_paths"] = static_cast<double>(fixture.misses.size());
 }

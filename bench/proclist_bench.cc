@@ -13,6 +13,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench/bench_support.h"
 #include "host/directory_storage.h"
 #include "host/environment.h"
 #include "host/feature_flags.h"
@@ -25,41 +26,11 @@
 
 namespace {
 
+using vor::bench::Reap;
+using vor::bench::SpawnSleeper;
 using vor::host::MakeHostObject;
 
-// A sleeping child: a process that is not this one and has a real parent.
-pid_t SpawnSleeper() {
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    ::execl("/bin/sleep", "sleep", "600", static_cast<char*>(nullptr));
-    ::_exit(127);
-  }
-  ::usleep(50000);
-  return pid;
-}
-
-void Reap(pid_t pid) {
-  ::kill(pid, SIGKILL);
-  ::waitpid(pid, nullptr, 0);
-}
-
-void BM_MinimalProcReads(benchmark::State& state) {
-  const pid_t child = SpawnSleeper();
-  const std::string base = "/proc/" + std::to_string(child);
-  const std::string parent = "/proc/" + std::to_string(::getpid());
-  char buffer[4096];
-  static char status[65536];
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(::readlink((base + "/exe").c_str(), buffer, sizeof buffer));
-    benchmark::DoNotOptimize(::readlink((base + "/ns/mnt").c_str(), buffer, sizeof buffer));
-    const int fd = ::open((base + "/status").c_str(), O_RDONLY | O_CLOEXEC);
-    benchmark::DoNotOptimize(::read(fd, status, sizeof status));
-    ::close(fd);
-    benchmark::DoNotOptimize(::readlink((parent + "/exe").c_str(), buffer, sizeof buffer));
-    benchmark::DoNotOptimize(::readlink((parent + "/ns/mnt").c_str(), buffer, sizeof buffer));
-  }
-  Reap(child);
-}
+void BM_MinimalProcReads(benchmark::State& state) { vor::bench::RunMinimalProcReads(state); }
 BENCHMARK(BM_MinimalProcReads);
 
 void BM_IsCriticalProcessByPid(benchmark::State& state) {

@@ -21,6 +21,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench/bench_support.h"
 #include "filelist/vor_list.h"
 #include "host/directory_storage.h"
 #include "host/environment.h"
@@ -37,71 +38,12 @@
 namespace {
 
 using vor::Ref;
+using vor::bench::CountingAllocator;
+using vor::bench::Reap;
+using vor::bench::SilentTracer;
+using vor::bench::SpawnSleeper;
+using vor::bench::Wide;
 using vor::host::MakeHostObject;
-
-// Counts the bytes and blocks it has handed out and not yet taken back.
-class CountingAllocator : public vor::host::HostObject<zel::IAllocator> {
- public:
-  void* Alloc(std::size_t size) override {
-    auto* block = static_cast<std::size_t*>(std::malloc(size + kHeader));
-    if (block == nullptr) return nullptr;
-    *block = size;
-    bytes_ += size;
-    ++blocks_;
-    return reinterpret_cast<char*>(block) + kHeader;
-  }
-  void* Realloc(void* p, std::size_t size) override {
-    void* q = Alloc(size);
-    if (q == nullptr || p == nullptr) return q;
-    const std::size_t old = *reinterpret_cast<std::size_t*>(static_cast<char*>(p) - kHeader);
-    std::memcpy(q, p, old < size ? old : size);
-    Free(p);
-    return q;
-  }
-  void Free(void* p) override {
-    if (p == nullptr) return;
-    auto* block = reinterpret_cast<std::size_t*>(static_cast<char*>(p) - kHeader);
-    bytes_ -= *block;
-    --blocks_;
-    std::free(block);
-  }
-  std::size_t bytes() const { return bytes_.load(); }
-  std::size_t blocks() const { return blocks_.load(); }
-
- private:
-  static constexpr std::size_t kHeader = 16;
-  std::atomic<std::size_t> bytes_{0};
-  std::atomic<std::size_t> blocks_{0};
-};
-
-// Every level off, as a host runs at its default level.
-class SilentTracer : public vor::host::HostObject<zel::ITracer> {
- public:
-  zel::result_t BeginRecord(std::uint32_t, zel::TraceRecord*, std::uint32_t) override {
-    return 0x80000001;
-  }
-};
-
-std::u16string Wide(const std::string& text) {
-  std::u16string out;
-  vor::utf::Utf8ToUtf16(text, [&](char16_t c) { out += c; });
-  return out;
-}
-
-pid_t SpawnSleeper() {
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    ::execl("/bin/sleep", "sleep", "600", static_cast<char*>(nullptr));
-    ::_exit(127);
-  }
-  ::usleep(50000);
-  return pid;
-}
-
-void Reap(pid_t pid) {
-  ::kill(pid, SIGKILL);
-  ::waitpid(pid, nullptr, 0);
-}
 
 // The loaded module, a reference host and one verified service.
 struct Service {
@@ -260,21 +202,7 @@ BENCHMARK(BM_ServiceFileMiss);
 // What any decision about a process must read: exe and ns/mnt of the process
 // and of its parent, and the status file.
 void BM_ServiceBaselineProcReads(benchmark::State& state) {
-  const pid_t child = SpawnSleeper();
-  const std::string base = "/proc/" + std::to_string(child);
-  const std::string parent = "/proc/" + std::to_string(::getpid());
-  char buffer[4096];
-  static char status[65536];
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(::readlink((base + "/exe").c_str(), buffer, sizeof buffer));
-    benchmark::DoNotOptimize(::readlink((base + "/ns/mnt").c_str(), buffer, sizeof buffer));
-    const int fd = ::open((base + "/status").c_str(), O_RDONLY | O_CLOEXEC);
-    benchmark::DoNotOptimize(::read(fd, status, sizeof status));
-    ::close(fd);
-    benchmark::DoNotOptimize(::readlink((parent + "/exe").c_str(), buffer, sizeof buffer));
-    benchmark::DoNotOptimize(::readlink((parent + "/ns/mnt").c_str(), buffer, sizeof buffer));
-  }
-  Reap(child);
+  vor::bench::RunMinimalProcReads(state);
 }
 BENCHMARK(BM_ServiceBaselineProcReads);
 
