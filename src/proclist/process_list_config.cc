@@ -26,6 +26,49 @@ zel::result_t ReadFlags(zel::IXmlNode* entry, std::uint64_t& flags) {
   return ParseEntryFlags(text.view(), flags);
 }
 
+// A path an entry's flags call for: its value name, and its name in the lines.
+struct PathValue {
+  const char* name;
+  std::string_view words;
+};
+constexpr PathValue kProcessPath{"path", "path"};
+constexpr PathValue kParentPath{"parent_path", "parent path"};
+
+// Validation: a called-for path must be there and must not be empty.
+zel::result_t ValidatePath(const zel::Tracer& trace, zel::IXmlNode* entry, const PathValue& value) {
+  zel::string path;
+  const zel::result_t code = zel::xml::GetValue(entry, value.name, path);
+  if (zel::Failed(code)) {
+    ZEL_TRACE(trace, zel::kTraceError)
+        << "Can't get " << value.words << " with error 0x" << zel::Hex{code};
+    return code;
+  }
+  if (path.empty()) {
+    ZEL_TRACE(trace, zel::kTraceError) << "Empty " << value.words << "!";
+    return zel::kErrInvalidPathName;
+  }
+  return zel::kOk;
+}
+
+// Extraction: the same test, traced with the list and entry numbers; false
+// leaves the entry out.
+bool ExtractPath(const zel::Tracer& trace, zel::IXmlNode* entry, const PathValue& value,
+                 std::uint32_t list, std::uint32_t index, zel::string& path) {
+  const zel::result_t code = zel::xml::GetValue(entry, value.name, path);
+  if (zel::Failed(code)) {
+    ZEL_TRACE(trace, zel::kTraceError) << "Can't get " << value.words << " vor process list "
+                                       << list << " entry " << index << " with error 0x"
+                                       << zel::Hex{code};
+    return false;
+  }
+  if (path.empty()) {
+    ZEL_TRACE(trace, zel::kTraceError)
+        << "Empty " << value.words << " for vor process list " << list << " entry " << index;
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 zel::result_t ParseEntryFlags(std::string_view text, std::uint64_t& flags) {
@@ -69,30 +112,11 @@ zel::result_t ValidateProcessEntry(const zel::Tracer& trace, zel::IXmlNode* entr
       ZEL_TRACE(trace, zel::kTraceError) << "Invalid flags!";
     }
 
-    zel::string path;
     if (flags & kMatchProcessPath) {
-      code = zel::xml::GetValue(entry, "path", path);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace, zel::kTraceError) << "Can't get path with error 0x" << zel::Hex{code};
-        return code;
-      }
-      if (path.empty()) {
-        ZEL_TRACE(trace, zel::kTraceError) << "Empty path!";
-        return zel::kErrInvalidPathName;
-      }
+      code = ValidatePath(trace, entry, kProcessPath);
+      if (zel::Failed(code)) return code;
     }
-    if (flags & kMatchParentPath) {
-      code = zel::xml::GetValue(entry, "parent_path", path);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace, zel::kTraceError)
-            << "Can't get parent path with error 0x" << zel::Hex{code};
-        return code;
-      }
-      if (path.empty()) {
-        ZEL_TRACE(trace, zel::kTraceError) << "Empty parent path!";
-        return zel::kErrInvalidPathName;
-      }
-    }
+    if (flags & kMatchParentPath) return ValidatePath(trace, entry, kParentPath);
     return zel::kOk;
   } catch (...) {
     return zel::ResultFromCurrentException(trace, "Exception caught at line 163 => ");
@@ -226,33 +250,13 @@ zel::result_t ExtractProcessList(const zel::Tracer& trace, zel::IXmlNode* docume
               << "Invalid flags for process list " << i << " entry " << j;
           continue;
         }
-        if (entry.flags & kMatchProcessPath) {
-          code = zel::xml::GetValue(node.get(), "path", entry.path);
-          if (zel::Failed(code)) {
-            ZEL_TRACE(trace, zel::kTraceError) << "Can't get path vor process list " << i
-                                               << " entry " << j << " with error 0x"
-                                               << zel::Hex{code};
-            continue;
-          }
-          if (entry.path.empty()) {
-            ZEL_TRACE(trace, zel::kTraceError)
-                << "Empty path for vor process list " << i << " entry " << j;
-            continue;
-          }
+        if ((entry.flags & kMatchProcessPath) &&
+            !ExtractPath(trace, node.get(), kProcessPath, i, j, entry.path)) {
+          continue;
         }
-        if (entry.flags & kMatchParentPath) {
-          code = zel::xml::GetValue(node.get(), "parent_path", entry.parentPath);
-          if (zel::Failed(code)) {
-            ZEL_TRACE(trace, zel::kTraceError) << "Can't get parent path vor process list " << i
-                                               << " entry " << j << " with error 0x"
-                                               << zel::Hex{code};
-            continue;
-          }
-          if (entry.parentPath.empty()) {
-            ZEL_TRACE(trace, zel::kTraceError)
-                << "Empty parent path for vor process list " << i << " entry " << j;
-            continue;
-          }
+        if ((entry.flags & kMatchParentPath) &&
+            !ExtractPath(trace, node.get(), kParentPath, i, j, entry.parentPath)) {
+          continue;
         }
         ZEL_TRACE(trace, zel::kTraceInfo)
             << "    " << (j + 1) << ") flags <0x" << zel::Hex{entry.flags} << ">, path <"
