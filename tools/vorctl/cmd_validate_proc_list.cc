@@ -84,8 +84,7 @@ void AddValidateProcListCommand(CLI::App& app, const Globals& globals, int& stat
       app.add_subcommand("validate-proc-list",
                          "Judge a vor_proc.xms document: verdict and the entries it yields")
           ->footer("Example: vorctl --json validate-proc-list /var/opt/storage/vor_proc.xms\n"
-                   "Exit status: 0 valid, 1 invalid, 3 the file cannot be read.")
-          ->footer("Exit status: 0 valid, 1 invalid, 3 the file cannot be read.");
+                   "Exit status: 0 valid, 1 invalid, 3 the file cannot be read.");
   command->add_option("FILE", *path, "the XML critical process list")->required();
   command->callback([&globals, &status, path] { status = Validate(globals, *path); });
 }
