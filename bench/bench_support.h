@@ -8,8 +8,10 @@
 
 #include <atomic>
 #include <cstddef>
-#include <string_view>
 #include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 
@@ -46,6 +48,12 @@ std::u16string Wide(std::string_view utf8);
 // A sleeping child: a process that is not this one and has a real parent.
 pid_t SpawnSleeper();
 void Reap(pid_t pid);
+
+// The file checks' baseline: each UTF-16 path converted to UTF-8 and looked up
+// in a plain std::unordered_set<std::string>. `first` spreads threads apart.
+void RunBaselineLookups(benchmark::State& state, const std::unordered_set<std::string>& set,
+                        const std::vector<std::u16string>& paths, bool expected,
+                        std::size_t first = 0);
 
 // What any decision about a process must read: exe and ns/mnt of the process
 // and of its parent, and one read of the status file.

@@ -89,22 +89,8 @@ void LookUpInList(benchmark::State& state, const std::vector<std::u16string>& pa
 
 void LookUpInBaseline(benchmark::State& state, const std::vector<std::u16string>& paths,
                       bool expected) {
-  const std::unordered_set<std::string>& set = TheFixture().baseline;
-  // A reused string written through a raw pointer: the cheapest conversion a
-  // plain std::string key allows, so the baseline is not handicapped.
-  std::string utf8;
-  std::size_t i = state.thread_index() * 7;
-  for (auto _ : state) {
-    const std::u16string& path = paths[i++ % paths.size()];
-    utf8.resize(path.size() * 3);
-    char* out = utf8.data();
-    vor::utf::Utf16ToUtf8(path, [&](char c) { *out++ = c; });
-    utf8.resize(out - utf8.data());
-    const bool found = set.find(utf8) != set.end();
-    if (found != expected) state.SkipWithError("wrong answer");
-    benchmark::DoNotOptimize(found);
-  }
-  state.SetItemsProcessed(state.iterations());
+  vor::bench::RunBaselineLookups(state, TheFixture().baseline, paths, expected,
+                                  state.thread_index() * 7);
 }
 
 void BM_VorListHit(benchmark::State& state) { LookUpInList(state, TheFixture().hits, true); }

@@ -170,20 +170,7 @@ void CheckFiles(benchmark::State& state, const std::vector<std::u16string>& path
 void LookUpInBaseline(benchmark::State& state, const std::vector<std::u16string>& paths,
                       bool expected) {
   if (!Ready(state, &paths)) return;
-  const std::unordered_set<std::string>& set = TheService().baseline;
-  std::string utf8;
-  std::size_t i = 0;
-  for (auto _ : state) {
-    const std::u16string& path = paths[i++ % paths.size()];
-    utf8.resize(path.size() * 3);
-    char* out = utf8.data();
-    vor::utf::Utf16ToUtf8(path, [&](char c) { *out++ = c; });
-    utf8.resize(out - utf8.data());
-    const bool found = set.find(utf8) != set.end();
-    if (found != expected) state.SkipWithError("wrong answer");
-    benchmark::DoNotOptimize(found);
-  }
-  state.SetItemsProcessed(state.iterations());
+  vor::bench::RunBaselineLookups(state, TheService().baseline, paths, expected);
 }
 
 void BM_ServiceBaselineHit(benchmark::State& state) {
