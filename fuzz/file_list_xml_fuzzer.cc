@@ -12,8 +12,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   vor::fuzz::FuzzHost& host = vor::fuzz::SharedHost();
   vor::VorConfigParser parser(host.locator.get());
-  auto source = vor::host::MakeHostObject<vor::fuzz::MemoryIo>(
-      std::string(reinterpret_cast<const char*>(data), size));
+  vor::Ref<zel::IIo> source =
+      vor::fuzz::MemoryStream(std::string(reinterpret_cast<const char*>(data), size));
   const zel::result_t code = parser.Init(source.get());
   if (zel::Succeeded(code)) {
     FUZZ_CHECK(code == zel::kOk);

@@ -1,6 +1,5 @@
 #include "fuzz/fuzz_host.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,9 +9,7 @@ namespace {
 
 constexpr char kMarker = '\xa5';
 constexpr zel::result_t kDisabled = 0x8000007a;
-constexpr zel::result_t kNotFound = 0x80010102;
 constexpr zel::result_t kInvalidArgument = 0x80000046;
-constexpr zel::result_t kAccessDenied = 0x80000045;
 
 }  // namespace
 
@@ -58,54 +55,19 @@ void CheckingTracer::Commit(zel::TraceRecord* record) {
   record->text = nullptr;
 }
 
-zel::result_t MemoryIo::Read(void* buffer, std::uint32_t size, std::uint32_t* bytesRead) {
-  if (buffer == nullptr || bytesRead == nullptr) return kInvalidArgument;
-  const std::size_t n = std::min<std::size_t>(size, content_.size() - offset_);
-  std::memcpy(buffer, content_.data() + offset_, n);
-  offset_ += n;
-  *bytesRead = static_cast<std::uint32_t>(n);
-  return 0;
-}
-
-zel::result_t MemoryIo::Write(const void*, std::uint32_t, std::uint32_t*) { return kAccessDenied; }
-
-zel::result_t MemoryIo::Seek(std::int64_t offset, std::uint32_t origin, std::uint64_t* position) {
-  std::int64_t base = 0;
-  if (origin == kSeekCurrent) base = static_cast<std::int64_t>(offset_);
-  else if (origin == kSeekEnd) base = static_cast<std::int64_t>(content_.size());
-  else if (origin != kSeekBegin) return kInvalidArgument;
-  const std::int64_t target = base + offset;
-  if (target < 0) return kInvalidArgument;
-  offset_ = std::min<std::size_t>(static_cast<std::size_t>(target), content_.size());
-  if (position != nullptr) *position = offset_;
-  return 0;
-}
-
-zel::result_t MemoryIo::SetSize(std::uint64_t) { return kAccessDenied; }
-
-zel::result_t MemoryIo::GetSize(std::uint64_t* size) {
-  if (size == nullptr) return kInvalidArgument;
-  *size = content_.size();
-  return 0;
-}
-
 zel::result_t MemoryStorage::Open(const char16_t* name, std::uint32_t, zel::IIo** out) {
   if (name == nullptr || out == nullptr) return kInvalidArgument;
-  *out = nullptr;
-  const auto found = files_.find(name);
-  if (found == files_.end()) return kNotFound;
-  *out = new MemoryIo(found->second);
-  return 0;
+  return files_->Open(name, zel::ILumoFileFactory::kAccessRead, zel::ILumoFileFactory::kShareRead,
+                      zel::ILumoFileFactory::kOpenExisting, 0, out);
 }
 
-zel::result_t MemoryFileFactory::Open(const char16_t* path, std::uint32_t, std::uint32_t,
-                                      std::uint32_t, std::uint32_t, zel::IIo** out) {
-  if (path == nullptr || out == nullptr) return kInvalidArgument;
-  *out = nullptr;
-  const auto found = files_.find(path);
-  if (found == files_.end()) return kNotFound;
-  *out = new MemoryIo(found->second);
-  return 0;
+Ref<zel::IIo> MemoryStream(std::string content) {
+  auto files = host::MakeHostObject<testing::FakeFileFactory>();
+  files->Add(u"/document", std::move(content));
+  Ref<zel::IIo> stream;
+  files->Open(u"/document", zel::ILumoFileFactory::kAccessRead, zel::ILumoFileFactory::kShareRead,
+              zel::ILumoFileFactory::kOpenExisting, 0, stream.put());
+  return stream;
 }
 
 FuzzHost::FuzzHost()

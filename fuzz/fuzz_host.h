@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
 
@@ -14,6 +13,7 @@
 #include "host/malloc_allocator.h"
 #include "host/service_locator.h"
 #include "host/xml_factory.h"
+#include "tests/testing_host/fake_file_factory.h"
 #include "vor/host_services.h"
 #include "vor/io.h"
 #include "vor/ref.h"
@@ -59,41 +59,19 @@ class CheckingTracer : public host::HostObject<zel::ITracer>, private zel::ITrac
   std::string lastLine_;
 };
 
-// A read-only stream over bytes.
-class MemoryIo : public host::HostObject<zel::IIo> {
- public:
-  explicit MemoryIo(std::string content) : content_(std::move(content)) {}
-  zel::result_t Read(void* buffer, std::uint32_t size, std::uint32_t* bytesRead) override;
-  zel::result_t Write(const void* buffer, std::uint32_t size, std::uint32_t* bytesWritten) override;
-  zel::result_t Seek(std::int64_t offset, std::uint32_t origin, std::uint64_t* position) override;
-  zel::result_t SetSize(std::uint64_t size) override;
-  zel::result_t GetSize(std::uint64_t* size) override;
-
- private:
-  std::string content_;
-  std::size_t offset_ = 0;
-};
-
-// A storage holding named streams; each Open reads from the start.
+// A storage holding named streams over bytes; each Open reads from the start.
 class MemoryStorage : public host::HostObject<zel::IStorage> {
  public:
-  void Put(std::u16string name, std::string content) { files_[std::move(name)] = std::move(content); }
+  MemoryStorage() : files_(host::MakeHostObject<testing::FakeFileFactory>()) {}
+  void Put(const std::u16string& name, std::string content) { files_->Add(name, std::move(content)); }
   zel::result_t Open(const char16_t* name, std::uint32_t mode, zel::IIo** out) override;
 
  private:
-  std::map<std::u16string, std::string> files_;
+  Ref<testing::FakeFileFactory> files_;
 };
 
-// A lumo file factory over files held in memory; other paths are not found.
-class MemoryFileFactory : public host::HostObject<zel::ILumoFileFactory> {
- public:
-  void Put(std::u16string path, std::string content) { files_[std::move(path)] = std::move(content); }
-  zel::result_t Open(const char16_t* path, std::uint32_t access, std::uint32_t share,
-                     std::uint32_t disposition, std::uint32_t flags, zel::IIo** out) override;
-
- private:
-  std::map<std::u16string, std::string> files_;
-};
+// One in-memory stream over `content`, as a host hands a document to parse.
+Ref<zel::IIo> MemoryStream(std::string content);
 
 // Allocator, tracer and XML factory registered in a reference service locator.
 struct FuzzHost {

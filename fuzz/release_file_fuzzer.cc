@@ -54,8 +54,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const char16_t* path = PathOf(type);
   if ((selector & 0x10) == 0 || path == nullptr) return 0;
-  auto files = vor::host::MakeHostObject<vor::fuzz::MemoryFileFactory>();
-  files->Put(path, std::string(content));
+  auto files = vor::host::MakeHostObject<vor::testing::FakeFileFactory>();
+  files->Add(path, std::string(content));
   zel::string foundName("stale");
   zel::string foundVersion("stale");
   const zel::result_t found =

@@ -9,6 +9,7 @@ namespace {
 constexpr zel::result_t kOk = 0;
 constexpr zel::result_t kFileNotFound = 0x80010102;
 constexpr zel::result_t kNotImplemented = 0x80000043;
+constexpr zel::result_t kInvalidArgument = 0x80000046;
 
 // A stream over a snapshot of one fake file.
 class FakeIo final : public host::HostObject<zel::IIo> {
@@ -32,8 +33,20 @@ class FakeIo final : public host::HostObject<zel::IIo> {
   zel::result_t Write(const void*, std::uint32_t, std::uint32_t*) override {
     return kNotImplemented;
   }
-  zel::result_t Seek(std::int64_t, std::uint32_t, std::uint64_t*) override {
-    return kNotImplemented;
+  zel::result_t Seek(std::int64_t offset, std::uint32_t origin, std::uint64_t* position) override {
+    std::int64_t base = 0;
+    if (origin == zel::IIo::kSeekCurrent) {
+      base = static_cast<std::int64_t>(position_);
+    } else if (origin == zel::IIo::kSeekEnd) {
+      base = static_cast<std::int64_t>(file_.content.size());
+    } else if (origin != zel::IIo::kSeekBegin) {
+      return kInvalidArgument;
+    }
+    const std::int64_t target = base + offset;
+    if (target < 0) return kInvalidArgument;
+    position_ = std::min<std::size_t>(static_cast<std::size_t>(target), file_.content.size());
+    if (position != nullptr) *position = position_;
+    return kOk;
   }
   zel::result_t SetSize(std::uint64_t) override { return kNotImplemented; }
   zel::result_t GetSize(std::uint64_t* size) override {
