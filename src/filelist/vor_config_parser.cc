@@ -3,15 +3,98 @@
 #include "runtime/host_access.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"
+#include "runtime/xml_list_walker.h"
 #include "runtime/xml_node.h"
 
 namespace vor {
 namespace {
 
-constexpr std::string_view kListName = "vor_list";
+using zel::xml::ListFault;
+
+constexpr zel::xml::ListShape kValidated{"vor_list", true};
+// Names were the validation's business: extraction reads every top-level
+// node as a list and every child of it as an entry.
+constexpr zel::xml::ListShape kExtracted{"", true};
 constexpr std::string_view kEntryName = "vor_entry";
 
+// The file list's words for the walk's faults. Extraction's entry reader
+// traces its own refusals, so a refused entry is not reported twice.
+class FileListReporter final : public zel::xml::ListReporter {
+ public:
+  FileListReporter(const zel::Tracer& trace, bool extracting)
+      : trace_(trace), extracting_(extracting) {}
+
+  void Fault(ListFault fault, std::uint32_t i, std::uint32_t j, zel::result_t code) override {
+    if (fault == ListFault::kBadEntry && extracting_) return;
+    zel::TraceLine line(trace_, zel::kTraceError);
+    if (!line) return;
+    switch (fault) {
+      case ListFault::kListCount: line << "Can't get vor list count"; break;
+      case ListFault::kNoLists: line << "No vor list in config!"; return;
+      case ListFault::kGetList: line << "Can't get vor list <" << i << ">"; break;
+      case ListFault::kListName: line << "Can't get name from vor list node <" << i << ">"; break;
+      case ListFault::kWrongListName: line << "Invalid vor list node name!"; return;
+      case ListFault::kEntryCount: line << "Can't get vor list <" << i << "> entry count"; break;
+      case ListFault::kGetEntry: line << "Can't get vor list <" << i << "> entry <" << j << ">"; break;
+      case ListFault::kBadEntry:
+        line << "Can't validate vor list <" << i << "> entry <" << j << ">";
+        break;
+      case ListFault::kNoEntries: line << "No vor list items in config!"; return;
+    }
+    line << " with error 0x" << zel::Hex{code};
+  }
+
+ private:
+  const zel::Tracer& trace_;
+  bool extracting_;
+};
+
+class EntryValidator final : public zel::xml::ListVisitor {
+ public:
+  explicit EntryValidator(VorConfigParser& parser) : parser_(parser) {}
+  zel::result_t Entry(std::uint32_t, std::uint32_t, zel::IXmlNode* node) override {
+    return parser_.ValidateEntry(node);
+  }
+
+ private:
+  VorConfigParser& parser_;
+};
+
 }  // namespace
+
+// Gathers the path of each entry; an entry without a usable path is traced
+// and left out.
+class VorConfigParser::PathGatherer final : public zel::xml::ListVisitor {
+ public:
+  explicit PathGatherer(VorConfigParser& parser) : parser_(parser) {}
+
+  void BeginList(std::uint32_t i) override {
+    ZEL_TRACE(parser_.trace_, zel::kTraceInfo) << "Parsing vor list <" << i << ">...";
+  }
+  void EndList(std::uint32_t) override { ZEL_TRACE(parser_.trace_, zel::kTraceInfo) << "Done"; }
+
+  zel::result_t Entry(std::uint32_t i, std::uint32_t j, zel::IXmlNode* node) override {
+    const zel::Tracer& trace = parser_.trace_;
+    zel::string path(parser_.allocator_.get());
+    const zel::result_t code = zel::xml::GetValue(node, "path", path);
+    if (zel::Failed(code)) {
+      ZEL_TRACE(trace, zel::kTraceError) << "Can't get path vor list <" << i << "> entry <" << j
+                                         << "> with error 0x" << zel::Hex{code};
+      return code;
+    }
+    ZEL_TRACE(trace, zel::kTraceInfo) << "    " << (j + 1) << ") " << path.view();
+    if (path.empty()) {
+      ZEL_TRACE(trace, zel::kTraceError)
+          << "Empty path for vor list <" << i << "> entry <" << j << ">!";
+      return zel::kErrInvalidPathName;
+    }
+    parser_.paths_.push_back(std::move(path));
+    return zel::kOk;
+  }
+
+ private:
+  VorConfigParser& parser_;
+};
 
 VorConfigParser::VorConfigParser(zel::IServiceLocator* locator)
     : allocator_(zel::GetInterface<zel::IAllocator>(locator)),
@@ -28,32 +111,13 @@ VorConfigParser::~VorConfigParser() {
 zel::result_t VorConfigParser::Init(zel::IIo* source) {
   try {
     ZEL_TRACE(trace_, zel::kTraceInfo) << "Begin config parser init...";
-    Ref<zel::IXmlFactory> factory;
-    zel::result_t code = zel::TryGetInterface(serviceLocator_.get(), factory);
-    if (zel::Failed(code)) {
-      ZEL_TRACE(trace_, zel::kTraceError)
-          << "Can't get xml factory with error 0x" << zel::Hex{code};
-      return code;
-    }
     Ref<zel::IXmlNode> document;
-    code = factory->OpenDocument(source, zel::IXmlFactory::kFormatXmlText, document.put());
-    if (zel::Succeeded(code) && !document) code = zel::kErrUnexpected;
-    if (zel::Failed(code)) {
-      ZEL_TRACE(trace_, zel::kTraceError) << "Can't open config with error 0x" << zel::Hex{code};
-      return code;
-    }
-    code = Validate(document.get());
-    if (zel::Failed(code)) {
-      ZEL_TRACE(trace_, zel::kTraceError)
-          << "Can't validate config with error 0x" << zel::Hex{code};
-      return code;
-    }
-    code = Extract(document.get());
-    if (zel::Failed(code)) {
-      ZEL_TRACE(trace_, zel::kTraceError)
-          << "Can't extract vor list from config with error 0x" << zel::Hex{code};
-      return code;
-    }
+    zel::result_t code = zel::xml::OpenListDocument(trace_, serviceLocator_.get(), source, document);
+    if (zel::Failed(code)) return code;
+    code = zel::xml::TraceStep(trace_, Validate(document.get()), "validate config");
+    if (zel::Failed(code)) return code;
+    code = zel::xml::TraceStep(trace_, Extract(document.get()), "extract vor list from config");
+    if (zel::Failed(code)) return code;
     ZEL_TRACE(trace_, zel::kTraceInfo) << "Config parser init status is ok";
     return zel::kOk;
   } catch (...) {
@@ -62,94 +126,30 @@ zel::result_t VorConfigParser::Init(zel::IIo* source) {
 }
 
 zel::result_t VorConfigParser::ValidateEntry(zel::IXmlNode* entry) {
-  if (entry == nullptr) return zel::kErrInvalidArgument;
-  zel::string name(allocator_.get());
-  zel::result_t code = zel::xml::GetName(entry, name);
-  if (zel::Failed(code)) {
-    ZEL_TRACE(trace_, zel::kTraceError)
-        << "Can't get vor list node name with error 0x" << zel::Hex{code};
-    return code;
-  }
-  // A wrongly named entry is reported, not rejected: extraction reads its
-  // path like any other. Kept so on purpose.
-  if (name.view() != kEntryName) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Invalid vor list entry node name!";
-    return code;
-  }
-  zel::string path(allocator_.get());
-  code = zel::xml::GetValue(entry, "path", path);
-  if (zel::Failed(code)) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't get path with error 0x" << zel::Hex{code};
-    return code;
-  }
-  if (path.empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Empty path!";
-    return zel::kErrInvalidPathName;
-  }
-  return zel::kOk;
-}
-
-zel::result_t VorConfigParser::Validate(zel::IXmlNode* document) {
   try {
-    if (document == nullptr) return zel::kErrInvalidArgument;
-    std::uint32_t lists = 0;
-    zel::result_t code = zel::xml::GetChildCount(document, lists);
+    if (entry == nullptr) return zel::kErrInvalidArgument;
+    zel::string name(allocator_.get());
+    zel::result_t code = zel::xml::GetName(entry, name);
     if (zel::Failed(code)) {
       ZEL_TRACE(trace_, zel::kTraceError)
-          << "Can't get vor list count with error 0x" << zel::Hex{code};
+          << "Can't get vor list node name with error 0x" << zel::Hex{code};
       return code;
     }
-    if (lists == 0) {
-      ZEL_TRACE(trace_, zel::kTraceError) << "No vor list in config!";
-      return zel::kErrInvalidSize;
+    // A wrongly named entry is reported, not rejected: extraction reads its
+    // path like any other. Kept so on purpose.
+    if (name.view() != kEntryName) {
+      ZEL_TRACE(trace_, zel::kTraceError) << "Invalid vor list entry node name!";
+      return code;
     }
-    std::uint32_t validEntries = 0;
-    for (std::uint32_t i = 0; i < lists; ++i) {
-      Ref<zel::IXmlNode> list;
-      code = zel::xml::GetChild(document, i, list);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace_, zel::kTraceError)
-            << "Can't get vor list <" << i << "> with error 0x" << zel::Hex{code};
-        continue;
-      }
-      zel::string name(allocator_.get());
-      code = zel::xml::GetName(list.get(), name);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace_, zel::kTraceError) << "Can't get name from vor list node <" << i
-                                            << "> with error 0x" << zel::Hex{code};
-        continue;
-      }
-      if (name.view() != kListName) {
-        ZEL_TRACE(trace_, zel::kTraceError) << "Invalid vor list node name!";
-        continue;
-      }
-      std::uint32_t entries = 0;
-      code = zel::xml::GetChildCount(list.get(), entries);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace_, zel::kTraceError) << "Can't get vor list <" << i
-                                            << "> entry count with error 0x" << zel::Hex{code};
-        continue;
-      }
-      for (std::uint32_t j = 0; j < entries; ++j) {
-        Ref<zel::IXmlNode> entry;
-        code = zel::xml::GetChild(list.get(), j, entry);
-        if (zel::Failed(code)) {
-          ZEL_TRACE(trace_, zel::kTraceError) << "Can't get vor list <" << i << "> entry <" << j
-                                              << "> with error 0x" << zel::Hex{code};
-          continue;
-        }
-        code = ValidateEntry(entry.get());
-        if (zel::Failed(code)) {
-          ZEL_TRACE(trace_, zel::kTraceError) << "Can't validate vor list <" << i << "> entry <"
-                                              << j << "> with error 0x" << zel::Hex{code};
-          continue;
-        }
-        ++validEntries;
-      }
+    zel::string path(allocator_.get());
+    code = zel::xml::GetValue(entry, "path", path);
+    if (zel::Failed(code)) {
+      ZEL_TRACE(trace_, zel::kTraceError) << "Can't get path with error 0x" << zel::Hex{code};
+      return code;
     }
-    if (validEntries == 0) {
-      ZEL_TRACE(trace_, zel::kTraceError) << "No vor list items in config!";
-      return zel::kErrInvalidSize;
+    if (path.empty()) {
+      ZEL_TRACE(trace_, zel::kTraceError) << "Empty path!";
+      return zel::kErrInvalidPathName;
     }
     return zel::kOk;
   } catch (...) {
@@ -157,69 +157,19 @@ zel::result_t VorConfigParser::Validate(zel::IXmlNode* document) {
   }
 }
 
+// No catch of its own: an exception here ends at Init's.
+zel::result_t VorConfigParser::Validate(zel::IXmlNode* document) {
+  FileListReporter reporter(trace_, false);
+  EntryValidator validator(*this);
+  return zel::xml::WalkLists(document, kValidated, allocator_.get(), reporter, validator);
+}
+
 zel::result_t VorConfigParser::Extract(zel::IXmlNode* document) {
   try {
     paths_.clear();
-    if (document == nullptr) return zel::kErrInvalidArgument;
-    std::uint32_t lists = 0;
-    zel::result_t code = zel::xml::GetChildCount(document, lists);
-    if (zel::Failed(code)) {
-      ZEL_TRACE(trace_, zel::kTraceError)
-          << "Can't get vor list count with error 0x" << zel::Hex{code};
-      return code;
-    }
-    if (lists == 0) {
-      ZEL_TRACE(trace_, zel::kTraceError) << "No vor list in config!";
-      return zel::kErrInvalidSize;
-    }
-    // Names were the validation's business: every top-level node is read as a
-    // list and every child of it as an entry.
-    for (std::uint32_t i = 0; i < lists; ++i) {
-      Ref<zel::IXmlNode> list;
-      code = zel::xml::GetChild(document, i, list);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace_, zel::kTraceError)
-            << "Can't get vor list <" << i << "> with error 0x" << zel::Hex{code};
-        continue;
-      }
-      std::uint32_t entries = 0;
-      code = zel::xml::GetChildCount(list.get(), entries);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace_, zel::kTraceError) << "Can't get vor list <" << i
-                                            << "> entry count with error 0x" << zel::Hex{code};
-        continue;
-      }
-      ZEL_TRACE(trace_, zel::kTraceInfo) << "Parsing vor list <" << i << ">...";
-      for (std::uint32_t j = 0; j < entries; ++j) {
-        Ref<zel::IXmlNode> entry;
-        code = zel::xml::GetChild(list.get(), j, entry);
-        if (zel::Failed(code)) {
-          ZEL_TRACE(trace_, zel::kTraceError) << "Can't get vor list <" << i << "> entry <" << j
-                                              << "> with error 0x" << zel::Hex{code};
-          continue;
-        }
-        zel::string path(allocator_.get());
-        code = zel::xml::GetValue(entry.get(), "path", path);
-        if (zel::Failed(code)) {
-          ZEL_TRACE(trace_, zel::kTraceError) << "Can't get path vor list <" << i << "> entry <"
-                                              << j << "> with error 0x" << zel::Hex{code};
-          continue;
-        }
-        ZEL_TRACE(trace_, zel::kTraceInfo) << "    " << (j + 1) << ") " << path.view();
-        if (path.empty()) {
-          ZEL_TRACE(trace_, zel::kTraceError)
-              << "Empty path for vor list <" << i << "> entry <" << j << ">!";
-          continue;
-        }
-        paths_.push_back(std::move(path));
-      }
-      ZEL_TRACE(trace_, zel::kTraceInfo) << "Done";
-    }
-    if (paths_.empty()) {
-      ZEL_TRACE(trace_, zel::kTraceError) << "No vor list items in config!";
-      return zel::kErrInvalidSize;
-    }
-    return zel::kOk;
+    FileListReporter reporter(trace_, true);
+    PathGatherer gatherer(*this);
+    return zel::xml::WalkLists(document, kExtracted, allocator_.get(), reporter, gatherer);
   } catch (...) {
     paths_.clear();
     return zel::ResultFromCurrentException(trace_, "Exception caught at line 354 => ");

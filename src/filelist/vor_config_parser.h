@@ -39,6 +39,8 @@ class VorConfigParser {
   zel::result_t Extract(zel::IXmlNode* document);
 
  private:
+  class PathGatherer;
+
   Ref<zel::IAllocator> allocator_;
   zel::Tracer trace_;
   Ref<zel::IServiceLocator> serviceLocator_;

@@ -5,6 +5,7 @@
 #include "runtime/host_access.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"
+#include "runtime/xml_list_walker.h"
 #include "runtime/xml_node.h"
 
 namespace vor {
@@ -14,7 +15,12 @@ constexpr zel::result_t kErrNotMatched = 0x8000004a;
 constexpr zel::result_t kErrInvalidType = 0x8000005d;
 constexpr zel::result_t kErrOverflow = 0x80000077;
 
-constexpr std::string_view kListName = "vor_process_list";
+using zel::xml::ListFault;
+
+constexpr zel::xml::ListShape kValidated{"vor_process_list", true};
+// Names were checked by validation: every top-level node counts as a list and
+// every child of it as an entry, and a list may end up empty.
+constexpr zel::xml::ListShape kExtracted{"", false};
 constexpr std::string_view kEntryName = "vor_process_entry";
 
 // Reads "flags" of an entry node as a number.
@@ -68,6 +74,102 @@ bool ExtractPath(const zel::Tracer& trace, zel::IXmlNode* entry, const PathValue
   }
   return true;
 }
+
+
+// The process list's words for the walk's faults; extraction words a few of
+// them differently, and its entry reader traces its own refusals.
+class ProcessListReporter final : public zel::xml::ListReporter {
+ public:
+  ProcessListReporter(const zel::Tracer& trace, bool extracting)
+      : trace_(trace), extracting_(extracting) {}
+
+  void Fault(ListFault fault, std::uint32_t i, std::uint32_t j, zel::result_t code) override {
+    if (fault == ListFault::kBadEntry && extracting_) return;
+    zel::TraceLine line(trace_, zel::kTraceError);
+    if (!line) return;
+    switch (fault) {
+      case ListFault::kListCount:
+        line << (extracting_ ? "Can't get vor list count" : "Can't get vor process list count");
+        break;
+      case ListFault::kNoLists: line << "No vor process list in config!"; return;
+      case ListFault::kGetList: line << "Can't get vor process list " << i; break;
+      case ListFault::kListName: line << "Can't get vor process list node name " << i; break;
+      case ListFault::kWrongListName: line << "Invalid vor process list node name!"; return;
+      case ListFault::kEntryCount:
+        line << "Can't get vor process list ";
+        if (extracting_) {
+          line << "0x" << zel::Hex{i};
+        } else {
+          line << i;
+        }
+        line << " entry count";
+        break;
+      case ListFault::kGetEntry: line << "Can't get vor process list " << i << " entry " << j; break;
+      case ListFault::kBadEntry:
+        line << "Can't validate vor process list " << i << " entry " << j;
+        break;
+      case ListFault::kNoEntries: line << "No vor process list items in config!"; return;
+    }
+    line << " with error 0x" << zel::Hex{code};
+  }
+
+ private:
+  const zel::Tracer& trace_;
+  bool extracting_;
+};
+
+class EntryValidator final : public zel::xml::ListVisitor {
+ public:
+  explicit EntryValidator(const zel::Tracer& trace) : trace_(trace) {}
+  zel::result_t Entry(std::uint32_t, std::uint32_t, zel::IXmlNode* node) override {
+    return ValidateProcessEntry(trace_, node);
+  }
+
+ private:
+  const zel::Tracer& trace_;
+};
+
+// Builds the entries; an entry without usable flags or paths is traced and
+// left out.
+class EntryGatherer final : public zel::xml::ListVisitor {
+ public:
+  EntryGatherer(const zel::Tracer& trace, CriticalProcessEntries& entries)
+      : trace_(trace), entries_(entries) {}
+
+  void BeginList(std::uint32_t i) override {
+    ZEL_TRACE(trace_, zel::kTraceInfo) << "Parsing vor process list " << i << "...";
+  }
+  void EndList(std::uint32_t) override { ZEL_TRACE(trace_, zel::kTraceInfo) << "Done"; }
+
+  zel::result_t Entry(std::uint32_t i, std::uint32_t j, zel::IXmlNode* node) override {
+    CriticalProcessEntry entry;
+    const zel::result_t code = ReadFlags(node, entry.flags);
+    if (zel::Failed(code)) {
+      ZEL_TRACE(trace_, zel::kTraceError) << "Can't get flags from process list " << i
+                                          << " entry " << j << " with error 0x" << zel::Hex{code};
+      return code;
+    }
+    if (entry.flags == 0) {
+      ZEL_TRACE(trace_, zel::kTraceError) << "Invalid flags for process list " << i << " entry " << j;
+      return zel::kErrInvalidArgument;
+    }
+    if (((entry.flags & kMatchProcessPath) &&
+         !ExtractPath(trace_, node, kProcessPath, i, j, entry.path)) ||
+        ((entry.flags & kMatchParentPath) &&
+         !ExtractPath(trace_, node, kParentPath, i, j, entry.parentPath))) {
+      return zel::kErrInvalidPathName;
+    }
+    ZEL_TRACE(trace_, zel::kTraceInfo)
+        << "    " << (j + 1) << ") flags <0x" << zel::Hex{entry.flags} << ">, path <"
+        << entry.path.view() << ">, parent path <" << entry.parentPath.view() << ">";
+    entries_.push_back(std::move(entry));
+    return zel::kOk;
+  }
+
+ private:
+  const zel::Tracer& trace_;
+  CriticalProcessEntries& entries_;
+};
 
 }  // namespace
 
@@ -125,70 +227,9 @@ zel::result_t ValidateProcessEntry(const zel::Tracer& trace, zel::IXmlNode* entr
 
 zel::result_t ValidateProcessList(const zel::Tracer& trace, zel::IXmlNode* document) {
   try {
-    if (document == nullptr) return zel::kErrInvalidArgument;
-    std::uint32_t lists = 0;
-    zel::result_t code = zel::xml::GetChildCount(document, lists);
-    if (zel::Failed(code)) {
-      ZEL_TRACE(trace, zel::kTraceError)
-          << "Can't get vor process list count with error 0x" << zel::Hex{code};
-      return code;
-    }
-    if (lists == 0) {
-      ZEL_TRACE(trace, zel::kTraceError) << "No vor process list in config!";
-      return zel::kErrInvalidSize;
-    }
-
-    // Failures of single nodes are traced and the walk goes on.
-    std::uint32_t validEntries = 0;
-    for (std::uint32_t i = 0; i < lists; ++i) {
-      Ref<zel::IXmlNode> list;
-      code = zel::xml::GetChild(document, i, list);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace, zel::kTraceError)
-            << "Can't get vor process list " << i << " with error 0x" << zel::Hex{code};
-        continue;
-      }
-      zel::string name;
-      code = zel::xml::GetName(list.get(), name);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace, zel::kTraceError) << "Can't get vor process list node name " << i
-                                           << " with error 0x" << zel::Hex{code};
-        continue;
-      }
-      if (name.view() != kListName) {
-        ZEL_TRACE(trace, zel::kTraceError) << "Invalid vor process list node name!";
-        continue;
-      }
-      std::uint32_t entries = 0;
-      code = zel::xml::GetChildCount(list.get(), entries);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace, zel::kTraceError) << "Can't get vor process list " << i
-                                           << " entry count with error 0x" << zel::Hex{code};
-        continue;
-      }
-      for (std::uint32_t j = 0; j < entries; ++j) {
-        Ref<zel::IXmlNode> entry;
-        code = zel::xml::GetChild(list.get(), j, entry);
-        if (zel::Failed(code)) {
-          ZEL_TRACE(trace, zel::kTraceError) << "Can't get vor process list " << i << " entry "
-                                             << j << " with error 0x" << zel::Hex{code};
-          continue;
-        }
-        code = ValidateProcessEntry(trace, entry.get());
-        if (zel::Failed(code)) {
-          ZEL_TRACE(trace, zel::kTraceError) << "Can't validate vor process list " << i
-                                             << " entry " << j << " with error 0x"
-                                             << zel::Hex{code};
-          continue;
-        }
-        ++validEntries;
-      }
-    }
-    if (validEntries == 0) {
-      ZEL_TRACE(trace, zel::kTraceError) << "No vor process list items in config!";
-      return zel::kErrInvalidSize;
-    }
-    return zel::kOk;
+    ProcessListReporter reporter(trace, false);
+    EntryValidator validator(trace);
+    return zel::xml::WalkLists(document, kValidated, nullptr, reporter, validator);
   } catch (...) {
     return zel::ResultFromCurrentException(trace, "Exception caught at line 229 => ");
   }
@@ -198,74 +239,9 @@ zel::result_t ExtractProcessList(const zel::Tracer& trace, zel::IXmlNode* docume
                                  CriticalProcessEntries& entries) {
   try {
     entries.clear();
-    if (document == nullptr) return zel::kErrInvalidArgument;
-    std::uint32_t lists = 0;
-    zel::result_t code = zel::xml::GetChildCount(document, lists);
-    if (zel::Failed(code)) {
-      ZEL_TRACE(trace, zel::kTraceError)
-          << "Can't get vor list count with error 0x" << zel::Hex{code};
-      return code;
-    }
-    if (lists == 0) {
-      ZEL_TRACE(trace, zel::kTraceError) << "No vor process list in config!";
-      return zel::kErrInvalidSize;
-    }
-
-    // Names were checked by validation: every top-level node counts as a list
-    // and every child of it as an entry.
-    for (std::uint32_t i = 0; i < lists; ++i) {
-      Ref<zel::IXmlNode> list;
-      code = zel::xml::GetChild(document, i, list);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace, zel::kTraceError)
-            << "Can't get vor process list " << i << " with error 0x" << zel::Hex{code};
-        continue;
-      }
-      std::uint32_t count = 0;
-      code = zel::xml::GetChildCount(list.get(), count);
-      if (zel::Failed(code)) {
-        ZEL_TRACE(trace, zel::kTraceError) << "Can't get vor process list 0x" << zel::Hex{i}
-                                           << " entry count with error 0x" << zel::Hex{code};
-        continue;
-      }
-      ZEL_TRACE(trace, zel::kTraceInfo) << "Parsing vor process list " << i << "...";
-      for (std::uint32_t j = 0; j < count; ++j) {
-        Ref<zel::IXmlNode> node;
-        code = zel::xml::GetChild(list.get(), j, node);
-        if (zel::Failed(code)) {
-          ZEL_TRACE(trace, zel::kTraceError) << "Can't get vor process list " << i << " entry "
-                                             << j << " with error 0x" << zel::Hex{code};
-          continue;
-        }
-        CriticalProcessEntry entry;
-        code = ReadFlags(node.get(), entry.flags);
-        if (zel::Failed(code)) {
-          ZEL_TRACE(trace, zel::kTraceError) << "Can't get flags from process list " << i
-                                             << " entry " << j << " with error 0x"
-                                             << zel::Hex{code};
-          continue;
-        }
-        if (entry.flags == 0) {
-          ZEL_TRACE(trace, zel::kTraceError)
-              << "Invalid flags for process list " << i << " entry " << j;
-          continue;
-        }
-        if ((entry.flags & kMatchProcessPath) &&
-            !ExtractPath(trace, node.get(), kProcessPath, i, j, entry.path)) {
-          continue;
-        }
-        if ((entry.flags & kMatchParentPath) &&
-            !ExtractPath(trace, node.get(), kParentPath, i, j, entry.parentPath)) {
-          continue;
-        }
-        ZEL_TRACE(trace, zel::kTraceInfo)
-            << "    " << (j + 1) << ") flags <0x" << zel::Hex{entry.flags} << ">, path <"
-            << entry.path.view() << ">, parent path <" << entry.parentPath.view() << ">";
-        entries.push_back(std::move(entry));
-      }
-      ZEL_TRACE(trace, zel::kTraceInfo) << "Done";
-    }
-    return zel::kOk;
+    ProcessListReporter reporter(trace, true);
+    EntryGatherer gatherer(trace, entries);
+    return zel::xml::WalkLists(document, kExtracted, nullptr, reporter, gatherer);
   } catch (...) {
     entries.clear();
     return zel::ResultFromCurrentException(trace, "Exception caught at line 305 => ");
@@ -275,31 +251,13 @@ zel::result_t ExtractProcessList(const zel::Tracer& trace, zel::IXmlNode* docume
 zel::result_t ReadProcessList(const zel::Tracer& trace, zel::IServiceLocator* locator,
                               zel::IIo* source, CriticalProcessEntries& entries) {
   entries.clear();
-  Ref<zel::IXmlFactory> factory;
-  zel::result_t code = zel::TryGetInterface(locator, factory);
-  if (zel::Failed(code)) {
-    ZEL_TRACE(trace, zel::kTraceError) << "Can't get xml factory with error 0x" << zel::Hex{code};
-    return code;
-  }
   Ref<zel::IXmlNode> document;
-  code = factory->OpenDocument(source, zel::IXmlFactory::kFormatXmlText, document.put());
-  if (zel::Succeeded(code) && !document) code = zel::kErrUnexpected;
-  if (zel::Failed(code)) {
-    ZEL_TRACE(trace, zel::kTraceError) << "Can't open config with error 0x" << zel::Hex{code};
-    return code;
-  }
-  code = ValidateProcessList(trace, document.get());
-  if (zel::Failed(code)) {
-    ZEL_TRACE(trace, zel::kTraceError) << "Can't validate config with error 0x" << zel::Hex{code};
-    return code;
-  }
-  code = ExtractProcessList(trace, document.get(), entries);
-  if (zel::Failed(code)) {
-    ZEL_TRACE(trace, zel::kTraceError)
-        << "Can't extract vor process list from config with error 0x" << zel::Hex{code};
-    return code;
-  }
-  return zel::kOk;
+  zel::result_t code = zel::xml::OpenListDocument(trace, locator, source, document);
+  if (zel::Failed(code)) return code;
+  code = zel::xml::TraceStep(trace, ValidateProcessList(trace, document.get()), "validate config");
+  if (zel::Failed(code)) return code;
+  return zel::xml::TraceStep(trace, ExtractProcessList(trace, document.get(), entries),
+                             "extract vor process list from config");
 }
 
 }  // namespace vor

@@ -12,6 +12,8 @@ namespace zel {
 // "Exception caught at line 160 => "), a blank and the exception's text, then
 // the texts of nested exceptions on the same line. Never returns a success:
 // a success code carried by the exception gives 0x80000152.
+// The numbers in those "line N" sites are fixed words of the trace format that
+// log readers match, not line numbers of this source: never "correct" them.
 result_t ResultFromCurrentException(const Tracer& tracer, std::string_view site) noexcept;
 
 }  // namespace zel

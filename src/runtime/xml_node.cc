@@ -5,20 +5,20 @@
 
 namespace zel::xml {
 
-result_t GetName(IXmlNode* node, string& name) noexcept {
+result_t GetName(IXmlNode* node, string& name) {
   name.clear();
   if (node == nullptr) return kErrInvalidArgument;
   StringSink sink(name);
   return node->GetName(&sink);
 }
 
-result_t GetChildCount(IXmlNode* node, std::uint32_t& count) noexcept {
+result_t GetChildCount(IXmlNode* node, std::uint32_t& count) {
   count = 0;
   if (node == nullptr) return kErrInvalidArgument;
   return node->GetChildCount(&count);
 }
 
-result_t GetChild(IXmlNode* node, std::uint32_t index, vor::Ref<IXmlNode>& child) noexcept {
+result_t GetChild(IXmlNode* node, std::uint32_t index, vor::Ref<IXmlNode>& child) {
   child.reset();
   if (node == nullptr) return kErrInvalidArgument;
   result_t code = node->GetChild(index, child.put());
@@ -27,7 +27,7 @@ result_t GetChild(IXmlNode* node, std::uint32_t index, vor::Ref<IXmlNode>& child
   return code;
 }
 
-result_t GetValue(IXmlNode* node, const char* name, string& value) noexcept {
+result_t GetValue(IXmlNode* node, const char* name, string& value) {
   value.clear();
   if (node == nullptr || name == nullptr) return kErrInvalidArgument;
   StringSink sink(value);

@@ -78,6 +78,11 @@ TEST(ConfigParser, DocumentsAndHostFailures) {
       {kTwoLists, {"", "vor_list", ""}, zel::kErrInvalidSize, "",
        "Can't get vor list <0> entry count with error 0x80000059\nInvalid vor list node name!" +
            kNotValid},
+      // An entry whose check throws fails alone; the walk goes on.
+      {"<vor_list><vor_entry path=\"/a\"/><odd path=\"/b\"/></vor_list>", {"", "", "", "vor_entry"},
+       zel::kOk, "/a /b",
+       "Exception caught at line 98 =>  host node threw\n"
+       "Can't validate vor list <0> entry <0> with error 0x80000151\nInvalid vor list entry node name!"},
       {kTwoLists, {"", "#document", ""}, 0x80000059, "",
        "Can't get vor list count with error 0x80000059\n"
        "Can't validate config with error 0x80000059"},

@@ -1,5 +1,7 @@
 #include "tests/xmllists/xml_fixture.h"
 
+#include <stdexcept>
+
 #include "runtime/string.h"
 #include "runtime/text.h"
 #include "tests/testing_host/fake_file_factory.h"
@@ -41,6 +43,7 @@ Ref<zel::IXmlNode> FailingNode::Wrap(Ref<zel::IXmlNode> inner, const NodeFailure
 }
 
 zel::result_t FailingNode::GetName(zel::IStringOut* name) {
+  if (name_ == failures_.nameThrows) throw std::runtime_error("host node threw");
   return name_ == failures_.name ? kInjected : inner_->GetName(name);
 }
 

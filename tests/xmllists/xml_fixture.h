@@ -23,12 +23,13 @@ zel::result_t OpenXml(zel::IXmlFactory& factory, const std::string& text,
                       Ref<zel::IXmlNode>& document);
 
 // GetName / GetChildCount / GetChild fail with 0x80000059 on nodes whose
-// element name ("#document" for the document) equals the chosen text; empty
-// chooses none.
+// element name ("#document" for the document) equals the chosen text, and
+// GetName throws on those named `nameThrows`; empty chooses none.
 struct NodeFailures {
   std::string name;
   std::string childCount;
   std::string child;
+  std::string nameThrows = {};
 };
 
 // Forwards to `inner`, failing as `failures` says; children are wrapped too.
