@@ -38,9 +38,8 @@ void MarkExisting(LibraryDirectory& directory) {
 VorList::VorList(zel::IServiceLocator* locator)
     : allocator_(zel::GetInterface<zel::IAllocator>(locator)),
       trace_(zel::GetInterface<zel::ITracer>(locator), "vor: "),
-      locator_(locator),
-      osName_(allocator_.get()),
-      osVersion_(allocator_.get()),
+      serviceLocator_(locator),
+      life_(trace_, allocator_.get(), "vor list", "Exception caught while checking readiness => "),
       paths_(0, PathHash(), PathEqual(), zel::HostAllocator<zel::string>(allocator_.get())) {
   ZEL_TRACE(trace_, kTraceDebug) << "VorList " << zel::Ptr{this} << " was created";
 }
@@ -51,29 +50,10 @@ VorList::~VorList() {
 
 zel::result_t VorList::Init(zel::IAllocator* initAllocator, const OsReleaseInfo& osRelease) {
   try {
-    if (initAllocator == nullptr) return zel::kErrInvalidArgument;
-    if (osRelease.name.empty() || osRelease.version.empty()) {
-      ZEL_TRACE(trace_, kTraceWarning) << "OS release is unknown. Some functions will be disabled.";
-    }
-    if (initialized_.load(std::memory_order_acquire) && IsReady()) {
-      return zel::kErrAlreadyExists;
-    }
-    ZEL_TRACE(trace_, kTraceInfo) << "Begin vor list init...";
-
-    const zel::result_t created = lock_.Create();
-    if (zel::Failed(created)) {
-      ZEL_TRACE(trace_, kTraceError) << "Can't create rwlock with error 0x" << zel::Hex{created};
-      return created;
-    }
-    initialized_.store(true, std::memory_order_release);
-    {
-      zel::WriteGuard guard(lock_);
-      initAllocator_ = Ref<zel::IAllocator>(initAllocator);
-      osName_.assign(osRelease.name.view());
-      osVersion_.assign(osRelease.version.view());
-      ready_ = true;
-    }
-    ZEL_TRACE(trace_, kTraceInfo) << "vor list init status is ok";
+    const zel::result_t code =
+        life_.Begin(initAllocator, osRelease.name.view(), osRelease.version.view());
+    if (zel::Failed(code) || code == zel::kErrAlreadyExists) return code;
+    life_.MarkReady();
     return zel::kOk;
   } catch (...) {
     return zel::ResultFromCurrentException(trace_, "Exception caught at line 105 => ");
@@ -82,15 +62,13 @@ zel::result_t VorList::Init(zel::IAllocator* initAllocator, const OsReleaseInfo&
 
 zel::result_t VorList::Update(zel::IStorage* storage) {
   try {
-    if (!initialized_.load(std::memory_order_acquire) || !IsReady()) {
-      return zel::kErrNotInitialized;
-    }
+    if (!life_.IsReadyOrThrow()) return zel::kErrNotInitialized;
     if (storage == nullptr) return zel::kErrInvalidArgument;
     ZEL_TRACE(trace_, kTraceInfo)
         << "Begin updating vor list from storage " << zel::Ptr{storage} << "...";
 
     // Readers wait for the whole rebuild and never see a partial set.
-    zel::WriteGuard guard(lock_);
+    zel::WriteGuard guard(life_.lock());
     paths_.clear();
     ProbeLibraryDirectories();
     for (const CriticalFileEntry& row : kBuiltinCriticalFiles) AddRow(row);
@@ -163,9 +141,8 @@ zel::result_t VorList::IsInList(std::string_view path, bool& found) {
   found = false;
   try {
     if (path.empty()) return zel::kErrInvalidArgument;
-    if (!initialized_.load(std::memory_order_acquire)) return zel::kErrNotInitialized;
-    zel::ReadGuard guard(lock_);
-    if (!ready_) return zel::kErrNotInitialized;
+    zel::ListLifecycle::ReadScope reading(life_);
+    if (!reading) return zel::kErrNotInitialized;
     return Lookup(path, found);
   } catch (...) {
     return zel::ResultFromCurrentException(trace_, "Exception caught at line 331 => ");
@@ -176,9 +153,8 @@ zel::result_t VorList::IsInListWide(std::u16string_view path, bool& found) {
   found = false;
   try {
     if (path.empty()) return zel::kErrInvalidArgument;
-    if (!initialized_.load(std::memory_order_acquire)) return zel::kErrNotInitialized;
-    zel::ReadGuard guard(lock_);
-    if (!ready_) return zel::kErrNotInitialized;
+    zel::ListLifecycle::ReadScope reading(life_);
+    if (!reading) return zel::kErrNotInitialized;
 
     // Convert onto the stack; only a path longer than the buffer takes memory.
     char buffer[kStackPathBytes];
@@ -193,7 +169,7 @@ zel::result_t VorList::IsInListWide(std::u16string_view path, bool& found) {
     });
     if (converted && fits) return Lookup(std::string_view(buffer, length), found);
 
-    zel::string copy(initAllocator_.get());
+    zel::string copy(life_.initAllocator());
     const zel::result_t code = converted ? zel::ToUtf8(path, copy) : zel::kErrInvalidSymbol;
     if (zel::Failed(code)) {
       ZEL_TRACE(trace_, kTraceError)
@@ -216,21 +192,13 @@ zel::result_t VorList::Lookup(std::string_view path, bool& found) {
   return zel::kOk;
 }
 
-bool VorList::IsReady() {
-  if (!initialized_.load(std::memory_order_acquire)) return false;
-  try {
-    zel::ReadGuard guard(lock_);
-    return ready_;
-  } catch (...) {
-    return false;
-  }
-}
+bool VorList::IsReady() { return life_.IsReady(); }
 
 zel::result_t VorList::CopySortedPaths(std::vector<std::string>& out) {
   out.clear();
   try {
-    if (!initialized_.load(std::memory_order_acquire)) return zel::kErrNotInitialized;
-    zel::ReadGuard guard(lock_);
+    if (!life_.initialized()) return zel::kErrNotInitialized;
+    zel::ReadGuard guard(life_.lock());
     out.reserve(paths_.size());
     for (const zel::string& path : paths_) out.emplace_back(path.view());
     std::sort(out.begin(), out.end());
@@ -244,8 +212,8 @@ zel::result_t VorList::CopySortedPaths(std::vector<std::string>& out) {
 zel::result_t VorList::CopyExistingLibraryDirectories(std::vector<std::string>& out) {
   out.clear();
   try {
-    if (!initialized_.load(std::memory_order_acquire)) return zel::kErrNotInitialized;
-    zel::ReadGuard guard(lock_);
+    if (!life_.initialized()) return zel::kErrNotInitialized;
+    zel::ReadGuard guard(life_.lock());
     for (LibraryDirectory& directory : directories_) {
       if (Exists(directory)) out.emplace_back(directory.path);
     }

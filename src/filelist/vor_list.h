@@ -4,7 +4,6 @@
 #ifndef VOR_FILELIST_VOR_LIST_H_
 #define VOR_FILELIST_VOR_LIST_H_
 
-#include <atomic>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,7 +14,7 @@
 #include "filelist/directory_probe.h"
 #include "osinfo/os_release_info.h"
 #include "runtime/host_allocator.h"
-#include "runtime/rwlock.h"
+#include "runtime/list_lifecycle.h"
 #include "runtime/string.h"
 #include "runtime/trace.h"
 #include "vor/host_services.h"
@@ -75,14 +74,9 @@ class VorList {
 
   Ref<zel::IAllocator> allocator_;
   zel::Tracer trace_;
-  Ref<zel::IServiceLocator> locator_;
-  std::atomic<bool> initialized_{false};
-  zel::RwLock lock_;
-  bool ready_ = false;
-  Ref<zel::IAllocator> initAllocator_;
-  zel::string osName_;
-  zel::string osVersion_;
-  PathSet paths_;
+  Ref<zel::IServiceLocator> serviceLocator_;
+  zel::ListLifecycle life_;
+  PathSet paths_;  // under life_.lock()
   std::span<LibraryDirectory> directories_ = SharedLibraryDirectories();
   DirectoryProbe probe_ = IsDirectoryOrLinkToDirectory;
 };

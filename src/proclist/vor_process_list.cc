@@ -13,12 +13,20 @@ namespace {
 
 constexpr std::string_view kProductFolders[] = {"/var/opt/velmorant", "/opt/velmorant"};
 
+// The allocator is optional here: the list copies its strings with the heap.
+Ref<zel::IAllocator> MaybeAllocator(zel::IServiceLocator* locator) {
+  Ref<zel::IAllocator> allocator;
+  zel::TryGetInterface(locator, allocator);
+  return allocator;
+}
+
 }  // namespace
 
 VorProcessList::VorProcessList(zel::IServiceLocator* locator)
-    : serviceLocator_(locator) {
-  zel::TryGetInterface(locator, allocator_);  // may be absent
-  trace_ = zel::Tracer(zel::GetInterface<zel::ITracer>(locator), "vor: ");
+    : allocator_(MaybeAllocator(locator)),
+      trace_(zel::GetInterface<zel::ITracer>(locator), "vor: "),
+      serviceLocator_(locator),
+      life_(trace_, nullptr, "vor process list", "Exception caught at line 640 => ") {
   ZEL_TRACE(trace_, zel::kTraceDebug) << "VorProcessList " << zel::Ptr{this} << " was created";
 }
 
@@ -29,23 +37,9 @@ VorProcessList::~VorProcessList() {
 zel::result_t VorProcessList::Init(zel::IAllocator* initAllocator,
                                    const OsReleaseInfo& osRelease) {
   try {
-    if (initAllocator == nullptr) return zel::kErrInvalidArgument;
-    if (osRelease.name.empty() || osRelease.version.empty()) {
-      ZEL_TRACE(trace_, zel::kTraceWarning)
-          << "OS release is unknown. Some functions will be disabled.";
-    }
-    if (initialized_ && IsReadyOrThrow()) return zel::kErrAlreadyExists;
-    ZEL_TRACE(trace_, zel::kTraceInfo) << "Begin vor process list init...";
-    const zel::result_t lockCode = lock_.Create();
-    if (zel::Failed(lockCode)) {
-      ZEL_TRACE(trace_, zel::kTraceError)
-          << "Can't create rwlock with error 0x" << zel::Hex{lockCode};
-      return lockCode;
-    }
-    initAllocator_ = Ref<zel::IAllocator>(initAllocator);
-    osName_.assign(osRelease.name.view());
-    osVersion_.assign(osRelease.version.view());
-
+    const zel::result_t code =
+        life_.Begin(initAllocator, osRelease.name.view(), osRelease.version.view());
+    if (zel::Failed(code) || code == zel::kErrAlreadyExists) return code;
     // Without its own facts the list treats every namespace as its own and
     // no process as the product's.
     const zel::result_t selfCode =
@@ -55,42 +49,24 @@ zel::result_t VorProcessList::Init(zel::IAllocator* initAllocator,
       ZEL_TRACE(trace_, zel::kTraceError)
           << "Can't init self process info with error 0x" << zel::Hex{selfCode};
     }
-    initialized_ = true;
-    {
-      zel::WriteGuard hold(lock_);
-      ready_ = true;
-    }
-    ZEL_TRACE(trace_, zel::kTraceInfo) << "vor process list init status is ok";
+    life_.MarkReady();
     return zel::kOk;
   } catch (...) {
     return zel::ResultFromCurrentException(trace_, "Exception caught at line 623 => ");
   }
 }
 
-bool VorProcessList::IsReadyOrThrow() {
-  if (!lock_.created()) return false;
-  zel::ReadGuard hold(lock_);
-  return ready_;
-}
-
-bool VorProcessList::IsReady() {
-  try {
-    return IsReadyOrThrow();
-  } catch (...) {
-    zel::ResultFromCurrentException(trace_, "Exception caught at line 640 => ");
-    return false;
-  }
-}
+bool VorProcessList::IsReady() { return life_.IsReady(); }
 
 CriticalProcessEntries VorProcessList::entries() {
-  if (!lock_.created()) return {};
-  zel::ReadGuard hold(lock_);
+  if (!life_.initialized()) return {};
+  zel::ReadGuard hold(life_.lock());
   return entries_;
 }
 
 zel::result_t VorProcessList::UpdateFromStorage(zel::IStorage* storage) {
   try {
-    if (!initialized_ || !IsReadyOrThrow()) return zel::kErrNotInitialized;
+    if (!life_.IsReadyOrThrow()) return zel::kErrNotInitialized;
     if (storage == nullptr) return zel::kErrInvalidArgument;
     ZEL_TRACE(trace_, zel::kTraceInfo)
         << "Begin updating vor process list from storage " << zel::Ptr{storage};
@@ -117,7 +93,7 @@ zel::result_t VorProcessList::UpdateFromStorage(zel::IStorage* storage) {
     code = ReadProcessList(trace_, serviceLocator_.get(), stream.get(), fresh);
     if (zel::Failed(code)) return code;
     {
-      zel::WriteGuard hold(lock_);
+      zel::WriteGuard hold(life_.lock());
       entries_.swap(fresh);
     }
     ZEL_TRACE(trace_, zel::kTraceInfo) << "vor process list update status is ok";
@@ -149,7 +125,7 @@ bool VorProcessList::MatchesListEntry(const ProcessCheckRecord& record) {
   const std::string_view parentImage = record.parentImagePath.view();
   // The walk holds the read lock, so an update cannot swap the entries away
   // under it.
-  zel::ReadGuard hold(lock_);
+  zel::ReadGuard hold(life_.lock());
   for (const CriticalProcessEntry& entry : entries_) {
     if (entry.flags & kMatchProcessPath) {
       if (image != entry.path.view()) continue;
@@ -181,7 +157,7 @@ zel::result_t VorProcessList::IsCriticalProcess(const ProcessCheckRecord& record
         (record.parentPid != 0 && record.parentImagePath.empty())) {
       return zel::kErrInvalidArgument;
     }
-    if (!initialized_ || !IsReadyOrThrow()) return zel::kErrNotInitialized;
+    if (!life_.IsReadyOrThrow()) return zel::kErrNotInitialized;
 
     if (process.pid == 1 && record.parentPid == 0) {
       ZEL_TRACE(trace_, zel::kTraceInfo)
@@ -212,7 +188,7 @@ zel::result_t VorProcessList::IsCriticalProcessByPid(std::uint32_t pid, bool& cr
   critical = false;
   try {
     if (pid == 0) return zel::kErrInvalidArgument;
-    if (!initialized_ || !IsReadyOrThrow()) return zel::kErrNotInitialized;
+    if (!life_.IsReadyOrThrow()) return zel::kErrNotInitialized;
 
     ProcessCheckRecord record;
     zel::result_t code = GetProcessInfo(trace_, pid, record.process);

@@ -4,13 +4,12 @@
 #ifndef VOR_PROCLIST_VOR_PROCESS_LIST_H_
 #define VOR_PROCLIST_VOR_PROCESS_LIST_H_
 
-#include <atomic>
 #include <cstdint>
 
 #include "osinfo/os_release_info.h"
 #include "proclist/process_info.h"
 #include "proclist/process_list_config.h"
-#include "runtime/rwlock.h"
+#include "runtime/list_lifecycle.h"
 #include "runtime/string.h"
 #include "runtime/trace.h"
 #include "vor/io.h"
@@ -48,7 +47,6 @@ class VorProcessList {
   CriticalProcessEntries entries();
 
  private:
-  bool IsReadyOrThrow();
   bool IsSameMountNamespace(const ProcessCheckRecord& record) const;
   bool IsFromProductFolder(const ProcessCheckRecord& record);
   bool MatchesListEntry(const ProcessCheckRecord& record);
@@ -56,13 +54,8 @@ class VorProcessList {
   Ref<zel::IAllocator> allocator_;
   zel::Tracer trace_;
   Ref<zel::IServiceLocator> serviceLocator_;
-  std::atomic<bool> initialized_{false};
-  zel::RwLock lock_;
-  bool ready_ = false;  // under lock_
-  Ref<zel::IAllocator> initAllocator_;
-  zel::string osName_;
-  zel::string osVersion_;
-  CriticalProcessEntries entries_;  // under lock_
+  zel::ListLifecycle life_;
+  CriticalProcessEntries entries_;  // under life_.lock()
   ProcessInfo self_;                // written by Init only
 };
 

@@ -32,34 +32,27 @@ class RwLock {
   bool created_ = false;
 };
 
-// Hold `lock` shared or exclusive for a scope.
-class ReadGuard {
+// Hold `lock` shared or exclusive for a scope; a null lock holds nothing.
+template <bool kExclusive>
+class LockGuard {
  public:
-  explicit ReadGuard(RwLock& lock) : lock_(lock), held_(lock.LockShared()) {}
-  ~ReadGuard() {
-    if (held_) lock_.Unlock();
+  explicit LockGuard(RwLock& lock) : LockGuard(&lock) {}
+  explicit LockGuard(RwLock* lock)
+      : lock_(lock),
+        held_(lock != nullptr && (kExclusive ? lock->LockExclusive() : lock->LockShared())) {}
+  ~LockGuard() {
+    if (held_) lock_->Unlock();
   }
-  ReadGuard(const ReadGuard&) = delete;
-  ReadGuard& operator=(const ReadGuard&) = delete;
+  LockGuard(const LockGuard&) = delete;
+  LockGuard& operator=(const LockGuard&) = delete;
+  explicit operator bool() const { return lock_ != nullptr; }
 
  private:
-  RwLock& lock_;
+  RwLock* lock_;
   bool held_;
 };
-
-class WriteGuard {
- public:
-  explicit WriteGuard(RwLock& lock) : lock_(lock), held_(lock.LockExclusive()) {}
-  ~WriteGuard() {
-    if (held_) lock_.Unlock();
-  }
-  WriteGuard(const WriteGuard&) = delete;
-  WriteGuard& operator=(const WriteGuard&) = delete;
-
- private:
-  RwLock& lock_;
-  bool held_;
-};
+using ReadGuard = LockGuard<false>;
+using WriteGuard = LockGuard<true>;
 
 }  // namespace zel
 
