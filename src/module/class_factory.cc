@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "module/corvane.h"
+#include "module/criticality_service.h"
 #include "runtime/host_access.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"

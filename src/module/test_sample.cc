@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "module/corvane.h"
+#include "module/criticality_service.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"
 

@@ -1,4 +1,4 @@
-#include "module/corvane.h"
+#include "module/criticality_service.h"
 
 #include <exception>
 

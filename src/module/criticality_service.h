@@ -1,7 +1,7 @@
 // Corvane: the criticality service the host creates through the class factory.
 // Its memory comes from the host allocator; Release at zero gives it back.
-#ifndef VOR_MODULE_CORVANE_H_
-#define VOR_MODULE_CORVANE_H_
+#ifndef VOR_MODULE_CRITICALITY_SERVICE_H_
+#define VOR_MODULE_CRITICALITY_SERVICE_H_
 
 #include <atomic>
 #include <cstdint>
@@ -80,4 +80,4 @@ class Corvane final : public ICorvane2,
 
 }  // namespace vor
 
-#endif  // VOR_MODULE_CORVANE_H_
+#endif  // VOR_MODULE_CRITICALITY_SERVICE_H_
