@@ -9,17 +9,17 @@
 namespace vor {
 namespace {
 
-using zel::xml::ListFault;
+using xml::ListFault;
 
-constexpr zel::xml::ListShape kValidated{"vor_list", true};
+constexpr xml::ListShape kValidated{"vor_list", true};
 // Names were the validation's business: extraction reads every top-level
 // node as a list and every child of it as an entry.
-constexpr zel::xml::ListShape kExtracted{"", true};
+constexpr xml::ListShape kExtracted{"", true};
 constexpr std::string_view kEntryName = "vor_entry";
 
 // The file list's words for the walk's faults. Extraction's entry reader
 // traces its own refusals, so a refused entry is not reported twice.
-class FileListReporter final : public zel::xml::ListReporter {
+class FileListReporter final : public xml::ListReporter {
  public:
   FileListReporter(const zel::Tracer& trace, bool extracting)
       : trace_(trace), extracting_(extracting) {}
@@ -49,7 +49,7 @@ class FileListReporter final : public zel::xml::ListReporter {
   bool extracting_;
 };
 
-class EntryValidator final : public zel::xml::ListVisitor {
+class EntryValidator final : public xml::ListVisitor {
  public:
   explicit EntryValidator(VorConfigParser& parser) : parser_(parser) {}
   zel::result_t Entry(std::uint32_t, std::uint32_t, zel::IXmlNode* node) override {
@@ -64,7 +64,7 @@ class EntryValidator final : public zel::xml::ListVisitor {
 
 // Gathers the path of each entry; an entry without a usable path is traced
 // and left out.
-class VorConfigParser::PathGatherer final : public zel::xml::ListVisitor {
+class VorConfigParser::PathGatherer final : public xml::ListVisitor {
  public:
   explicit PathGatherer(VorConfigParser& parser) : parser_(parser) {}
 
@@ -76,7 +76,7 @@ class VorConfigParser::PathGatherer final : public zel::xml::ListVisitor {
   zel::result_t Entry(std::uint32_t i, std::uint32_t j, zel::IXmlNode* node) override {
     const zel::Tracer& trace = parser_.trace_;
     zel::string path(parser_.allocator_.get());
-    const zel::result_t code = zel::xml::GetValue(node, "path", path);
+    const zel::result_t code = xml::GetValue(node, "path", path);
     if (zel::Failed(code)) {
       ZEL_TRACE(trace, zel::kTraceError) << "Can't get path vor list <" << i << "> entry <" << j
                                          << "> with error 0x" << zel::Hex{code};
@@ -112,11 +112,11 @@ zel::result_t VorConfigParser::Init(zel::IIo* source) {
   try {
     ZEL_TRACE(trace_, zel::kTraceInfo) << "Begin config parser init...";
     Ref<zel::IXmlNode> document;
-    zel::result_t code = zel::xml::OpenListDocument(trace_, serviceLocator_.get(), source, document);
+    zel::result_t code = xml::OpenListDocument(trace_, serviceLocator_.get(), source, document);
     if (zel::Failed(code)) return code;
-    code = zel::xml::TraceStep(trace_, Validate(document.get()), "validate config");
+    code = xml::TraceStep(trace_, Validate(document.get()), "validate config");
     if (zel::Failed(code)) return code;
-    code = zel::xml::TraceStep(trace_, Extract(document.get()), "extract vor list from config");
+    code = xml::TraceStep(trace_, Extract(document.get()), "extract vor list from config");
     if (zel::Failed(code)) return code;
     ZEL_TRACE(trace_, zel::kTraceInfo) << "Config parser init status is ok";
     return zel::kOk;
@@ -129,7 +129,7 @@ zel::result_t VorConfigParser::ValidateEntry(zel::IXmlNode* entry) {
   try {
     if (entry == nullptr) return zel::kErrInvalidArgument;
     zel::string name(allocator_.get());
-    zel::result_t code = zel::xml::GetName(entry, name);
+    zel::result_t code = xml::GetName(entry, name);
     if (zel::Failed(code)) {
       ZEL_TRACE(trace_, zel::kTraceError)
           << "Can't get vor list node name with error 0x" << zel::Hex{code};
@@ -142,7 +142,7 @@ zel::result_t VorConfigParser::ValidateEntry(zel::IXmlNode* entry) {
       return code;
     }
     zel::string path(allocator_.get());
-    code = zel::xml::GetValue(entry, "path", path);
+    code = xml::GetValue(entry, "path", path);
     if (zel::Failed(code)) {
       ZEL_TRACE(trace_, zel::kTraceError) << "Can't get path with error 0x" << zel::Hex{code};
       return code;
@@ -161,7 +161,7 @@ zel::result_t VorConfigParser::ValidateEntry(zel::IXmlNode* entry) {
 zel::result_t VorConfigParser::Validate(zel::IXmlNode* document) {
   FileListReporter reporter(trace_, false);
   EntryValidator validator(*this);
-  return zel::xml::WalkLists(document, kValidated, allocator_.get(), reporter, validator);
+  return xml::WalkLists(document, kValidated, allocator_.get(), reporter, validator);
 }
 
 zel::result_t VorConfigParser::Extract(zel::IXmlNode* document) {
@@ -169,7 +169,7 @@ zel::result_t VorConfigParser::Extract(zel::IXmlNode* document) {
     paths_.clear();
     FileListReporter reporter(trace_, true);
     PathGatherer gatherer(*this);
-    return zel::xml::WalkLists(document, kExtracted, allocator_.get(), reporter, gatherer);
+    return xml::WalkLists(document, kExtracted, allocator_.get(), reporter, gatherer);
   } catch (...) {
     paths_.clear();
     return zel::ResultFromCurrentException(trace_, "Exception caught at line 354 => ");

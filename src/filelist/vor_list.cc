@@ -68,7 +68,7 @@ zel::result_t VorList::Update(zel::IStorage* storage) {
         << "Begin updating vor list from storage " << zel::Ptr{storage} << "...";
 
     // Readers wait for the whole rebuild and never see a partial set.
-    zel::WriteGuard guard(life_.lock());
+    WriteGuard guard(life_.lock());
     paths_.clear();
     ProbeLibraryDirectories();
     for (const CriticalFileEntry& row : kBuiltinCriticalFiles) AddRow(row);
@@ -141,7 +141,7 @@ zel::result_t VorList::IsInList(std::string_view path, bool& found) {
   found = false;
   try {
     if (path.empty()) return zel::kErrInvalidArgument;
-    zel::ListLifecycle::ReadScope reading(life_);
+    ListLifecycle::ReadScope reading(life_);
     if (!reading) return zel::kErrNotInitialized;
     return Lookup(path, found);
   } catch (...) {
@@ -153,7 +153,7 @@ zel::result_t VorList::IsInListWide(std::u16string_view path, bool& found) {
   found = false;
   try {
     if (path.empty()) return zel::kErrInvalidArgument;
-    zel::ListLifecycle::ReadScope reading(life_);
+    ListLifecycle::ReadScope reading(life_);
     if (!reading) return zel::kErrNotInitialized;
 
     // Convert onto the stack; only a path longer than the buffer takes memory.
@@ -198,7 +198,7 @@ zel::result_t VorList::CopySortedPaths(std::vector<std::string>& out) {
   out.clear();
   try {
     if (!life_.initialized()) return zel::kErrNotInitialized;
-    zel::ReadGuard guard(life_.lock());
+    ReadGuard guard(life_.lock());
     out.reserve(paths_.size());
     for (const zel::string& path : paths_) out.emplace_back(path.view());
     std::sort(out.begin(), out.end());
@@ -213,7 +213,7 @@ zel::result_t VorList::CopyExistingLibraryDirectories(std::vector<std::string>& 
   out.clear();
   try {
     if (!life_.initialized()) return zel::kErrNotInitialized;
-    zel::ReadGuard guard(life_.lock());
+    ReadGuard guard(life_.lock());
     for (LibraryDirectory& directory : directories_) {
       if (Exists(directory)) out.emplace_back(directory.path);
     }

@@ -75,7 +75,7 @@ class VorList {
   Ref<zel::IAllocator> allocator_;
   zel::Tracer trace_;
   Ref<zel::IServiceLocator> serviceLocator_;
-  zel::ListLifecycle life_;
+  ListLifecycle life_;
   PathSet paths_;  // under life_.lock()
   std::span<LibraryDirectory> directories_ = SharedLibraryDirectories();
   DirectoryProbe probe_ = IsDirectoryOrLinkToDirectory;

@@ -15,19 +15,19 @@ constexpr zel::result_t kErrNotMatched = 0x8000004a;
 constexpr zel::result_t kErrInvalidType = 0x8000005d;
 constexpr zel::result_t kErrOverflow = 0x80000077;
 
-using zel::xml::ListFault;
+using xml::ListFault;
 
-constexpr zel::xml::ListShape kValidated{"vor_process_list", true};
+constexpr xml::ListShape kValidated{"vor_process_list", true};
 // Names were checked by validation: every top-level node counts as a list and
 // every child of it as an entry, and a list may end up empty.
-constexpr zel::xml::ListShape kExtracted{"", false};
+constexpr xml::ListShape kExtracted{"", false};
 constexpr std::string_view kEntryName = "vor_process_entry";
 
 // Reads "flags" of an entry node as a number.
 zel::result_t ReadFlags(zel::IXmlNode* entry, std::uint64_t& flags) {
   flags = 0;
   zel::string text;
-  const zel::result_t code = zel::xml::GetValue(entry, "flags", text);
+  const zel::result_t code = xml::GetValue(entry, "flags", text);
   if (zel::Failed(code)) return code;
   return ParseEntryFlags(text.view(), flags);
 }
@@ -43,7 +43,7 @@ constexpr PathValue kParentPath{"parent_path", "parent path"};
 // Validation: a called-for path must be there and must not be empty.
 zel::result_t ValidatePath(const zel::Tracer& trace, zel::IXmlNode* entry, const PathValue& value) {
   zel::string path;
-  const zel::result_t code = zel::xml::GetValue(entry, value.name, path);
+  const zel::result_t code = xml::GetValue(entry, value.name, path);
   if (zel::Failed(code)) {
     ZEL_TRACE(trace, zel::kTraceError)
         << "Can't get " << value.words << " with error 0x" << zel::Hex{code};
@@ -60,7 +60,7 @@ zel::result_t ValidatePath(const zel::Tracer& trace, zel::IXmlNode* entry, const
 // leaves the entry out.
 bool ExtractPath(const zel::Tracer& trace, zel::IXmlNode* entry, const PathValue& value,
                  std::uint32_t list, std::uint32_t index, zel::string& path) {
-  const zel::result_t code = zel::xml::GetValue(entry, value.name, path);
+  const zel::result_t code = xml::GetValue(entry, value.name, path);
   if (zel::Failed(code)) {
     ZEL_TRACE(trace, zel::kTraceError) << "Can't get " << value.words << " vor process list "
                                        << list << " entry " << index << " with error 0x"
@@ -78,7 +78,7 @@ bool ExtractPath(const zel::Tracer& trace, zel::IXmlNode* entry, const PathValue
 
 // The process list's words for the walk's faults; extraction words a few of
 // them differently, and its entry reader traces its own refusals.
-class ProcessListReporter final : public zel::xml::ListReporter {
+class ProcessListReporter final : public xml::ListReporter {
  public:
   ProcessListReporter(const zel::Tracer& trace, bool extracting)
       : trace_(trace), extracting_(extracting) {}
@@ -118,7 +118,7 @@ class ProcessListReporter final : public zel::xml::ListReporter {
   bool extracting_;
 };
 
-class EntryValidator final : public zel::xml::ListVisitor {
+class EntryValidator final : public xml::ListVisitor {
  public:
   explicit EntryValidator(const zel::Tracer& trace) : trace_(trace) {}
   zel::result_t Entry(std::uint32_t, std::uint32_t, zel::IXmlNode* node) override {
@@ -131,7 +131,7 @@ class EntryValidator final : public zel::xml::ListVisitor {
 
 // Builds the entries; an entry without usable flags or paths is traced and
 // left out.
-class EntryGatherer final : public zel::xml::ListVisitor {
+class EntryGatherer final : public xml::ListVisitor {
  public:
   EntryGatherer(const zel::Tracer& trace, CriticalProcessEntries& entries)
       : trace_(trace), entries_(entries) {}
@@ -193,7 +193,7 @@ zel::result_t ValidateProcessEntry(const zel::Tracer& trace, zel::IXmlNode* entr
   try {
     if (entry == nullptr) return zel::kErrInvalidArgument;
     zel::string name;
-    zel::result_t code = zel::xml::GetName(entry, name);
+    zel::result_t code = xml::GetName(entry, name);
     if (zel::Failed(code)) {
       ZEL_TRACE(trace, zel::kTraceError)
           << "Can't get vor list node name with error 0x" << zel::Hex{code};
@@ -229,7 +229,7 @@ zel::result_t ValidateProcessList(const zel::Tracer& trace, zel::IXmlNode* docum
   try {
     ProcessListReporter reporter(trace, false);
     EntryValidator validator(trace);
-    return zel::xml::WalkLists(document, kValidated, nullptr, reporter, validator);
+    return xml::WalkLists(document, kValidated, nullptr, reporter, validator);
   } catch (...) {
     return zel::ResultFromCurrentException(trace, "Exception caught at line 229 => ");
   }
@@ -241,7 +241,7 @@ zel::result_t ExtractProcessList(const zel::Tracer& trace, zel::IXmlNode* docume
     entries.clear();
     ProcessListReporter reporter(trace, true);
     EntryGatherer gatherer(trace, entries);
-    return zel::xml::WalkLists(document, kExtracted, nullptr, reporter, gatherer);
+    return xml::WalkLists(document, kExtracted, nullptr, reporter, gatherer);
   } catch (...) {
     entries.clear();
     return zel::ResultFromCurrentException(trace, "Exception caught at line 305 => ");
@@ -252,11 +252,11 @@ zel::result_t ReadProcessList(const zel::Tracer& trace, zel::IServiceLocator* lo
                               zel::IIo* source, CriticalProcessEntries& entries) {
   entries.clear();
   Ref<zel::IXmlNode> document;
-  zel::result_t code = zel::xml::OpenListDocument(trace, locator, source, document);
+  zel::result_t code = xml::OpenListDocument(trace, locator, source, document);
   if (zel::Failed(code)) return code;
-  code = zel::xml::TraceStep(trace, ValidateProcessList(trace, document.get()), "validate config");
+  code = xml::TraceStep(trace, ValidateProcessList(trace, document.get()), "validate config");
   if (zel::Failed(code)) return code;
-  return zel::xml::TraceStep(trace, ExtractProcessList(trace, document.get(), entries),
+  return xml::TraceStep(trace, ExtractProcessList(trace, document.get(), entries),
                              "extract vor process list from config");
 }
 

@@ -60,7 +60,7 @@ bool VorProcessList::IsReady() { return life_.IsReady(); }
 
 CriticalProcessEntries VorProcessList::entries() {
   if (!life_.initialized()) return {};
-  zel::ReadGuard hold(life_.lock());
+  ReadGuard hold(life_.lock());
   return entries_;
 }
 
@@ -93,7 +93,7 @@ zel::result_t VorProcessList::UpdateFromStorage(zel::IStorage* storage) {
     code = ReadProcessList(trace_, serviceLocator_.get(), stream.get(), fresh);
     if (zel::Failed(code)) return code;
     {
-      zel::WriteGuard hold(life_.lock());
+      WriteGuard hold(life_.lock());
       entries_.swap(fresh);
     }
     ZEL_TRACE(trace_, zel::kTraceInfo) << "vor process list update status is ok";
@@ -125,7 +125,7 @@ bool VorProcessList::MatchesListEntry(const ProcessCheckRecord& record) {
   const std::string_view parentImage = record.parentImagePath.view();
   // The walk holds the read lock, so an update cannot swap the entries away
   // under it.
-  zel::ReadGuard hold(life_.lock());
+  ReadGuard hold(life_.lock());
   for (const CriticalProcessEntry& entry : entries_) {
     if (entry.flags & kMatchProcessPath) {
       if (image != entry.path.view()) continue;

@@ -54,7 +54,7 @@ class VorProcessList {
   Ref<zel::IAllocator> allocator_;
   zel::Tracer trace_;
   Ref<zel::IServiceLocator> serviceLocator_;
-  zel::ListLifecycle life_;
+  ListLifecycle life_;
   CriticalProcessEntries entries_;  // under life_.lock()
   ProcessInfo self_;                // written by Init only
 };

@@ -3,27 +3,27 @@
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"
 
-namespace zel {
+namespace vor {
 
-result_t ListLifecycle::Begin(IAllocator* initAllocator, std::string_view osName,
+zel::result_t ListLifecycle::Begin(zel::IAllocator* initAllocator, std::string_view osName,
                               std::string_view osVersion) {
-  if (initAllocator == nullptr) return kErrInvalidArgument;
+  if (initAllocator == nullptr) return zel::kErrInvalidArgument;
   if (osName.empty() || osVersion.empty()) {
-    ZEL_TRACE(trace_, kTraceWarning) << "OS release is unknown. Some functions will be disabled.";
+    ZEL_TRACE(trace_, zel::kTraceWarning) << "OS release is unknown. Some functions will be disabled.";
   }
-  if (IsReadyOrThrow()) return kErrAlreadyExists;
-  ZEL_TRACE(trace_, kTraceInfo) << "Begin " << words_ << " init...";
-  const result_t created = lock_.Create();
-  if (Failed(created)) {
-    ZEL_TRACE(trace_, kTraceError) << "Can't create rwlock with error 0x" << Hex{created};
+  if (IsReadyOrThrow()) return zel::kErrAlreadyExists;
+  ZEL_TRACE(trace_, zel::kTraceInfo) << "Begin " << words_ << " init...";
+  const zel::result_t created = lock_.Create();
+  if (zel::Failed(created)) {
+    ZEL_TRACE(trace_, zel::kTraceError) << "Can't create rwlock with error 0x" << zel::Hex{created};
     return created;
   }
   initialized_.store(true, std::memory_order_release);
   WriteGuard guard(lock_);
-  initAllocator_ = vor::Ref<IAllocator>(initAllocator);
+  initAllocator_ = Ref<zel::IAllocator>(initAllocator);
   osName_.assign(osName);
   osVersion_.assign(osVersion);
-  return kOk;
+  return zel::kOk;
 }
 
 void ListLifecycle::MarkReady() {
@@ -31,7 +31,7 @@ void ListLifecycle::MarkReady() {
     WriteGuard guard(lock_);
     ready_ = true;
   }
-  ZEL_TRACE(trace_, kTraceInfo) << words_ << " init status is ok";
+  ZEL_TRACE(trace_, zel::kTraceInfo) << words_ << " init status is ok";
 }
 
 bool ListLifecycle::IsReadyOrThrow() {
@@ -44,9 +44,9 @@ bool ListLifecycle::IsReady() noexcept {
   try {
     return IsReadyOrThrow();
   } catch (...) {
-    ResultFromCurrentException(trace_, readySite_);
+    zel::ResultFromCurrentException(trace_, readySite_);
     return false;
   }
 }
 
-}  // namespace zel
+}  // namespace vor

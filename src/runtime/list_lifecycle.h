@@ -14,13 +14,13 @@
 #include "vor/host_services.h"
 #include "vor/ref.h"
 
-namespace zel {
+namespace vor {
 
 class ListLifecycle {
  public:
   // `words` names the list in the Init lines ("vor list"); `readySite` is the
   // exception site IsReady traces a lock failure with.
-  ListLifecycle(const Tracer& trace, IAllocator* allocator, std::string_view words,
+  ListLifecycle(const zel::Tracer& trace, zel::IAllocator* allocator, std::string_view words,
                 std::string_view readySite)
       : trace_(trace), words_(words), readySite_(readySite), osName_(allocator),
         osVersion_(allocator) {}
@@ -30,7 +30,7 @@ class ListLifecycle {
   // The first half of Init: checks the arguments, refuses a second Init of a
   // ready list with 0x80010105, creates the lock and keeps the arguments. The
   // owner completes the list's own facts, then calls MarkReady. May throw.
-  result_t Begin(IAllocator* initAllocator, std::string_view osName, std::string_view osVersion);
+  zel::result_t Begin(zel::IAllocator* initAllocator, std::string_view osName, std::string_view osVersion);
   void MarkReady();
 
   // Initialised and ready. IsReady reads a lock failure as "not ready" and
@@ -56,21 +56,21 @@ class ListLifecycle {
   };
 
   // The allocator Init was given, for copies the lookups make.
-  IAllocator* initAllocator() const { return initAllocator_.get(); }
+  zel::IAllocator* initAllocator() const { return initAllocator_.get(); }
 
  private:
-  const Tracer& trace_;
+  const zel::Tracer& trace_;
   std::string_view words_;
   std::string_view readySite_;
   std::atomic<bool> initialized_{false};
   RwLock lock_;
   bool ready_ = false;  // under lock_
-  vor::Ref<IAllocator> initAllocator_;
+  Ref<zel::IAllocator> initAllocator_;
   // Kept as Init's record of the machine; nothing in the lists decides on them.
-  string osName_;
-  string osVersion_;
+  zel::string osName_;
+  zel::string osVersion_;
 };
 
-}  // namespace zel
+}  // namespace vor
 
 #endif  // VOR_RUNTIME_LIST_LIFECYCLE_H_

@@ -6,15 +6,15 @@
 #include "runtime/exception.h"
 #include "runtime/result.h"
 
-namespace zel {
+namespace vor {
 namespace {
 
 // Returns true when `rc` leaves the lock held by this thread.
 bool Acquired(int rc) {
   if (rc == 0) return true;
   if (rc == EBUSY || rc == EDEADLK || rc == ETIMEDOUT) return false;
-  const result_t code = ErrnoToResult(rc);
-  if (Failed(code)) ZEL_THROW_RESULT(code, "Expression failed");
+  const zel::result_t code = zel::ErrnoToResult(rc);
+  if (zel::Failed(code)) ZEL_THROW_RESULT(code, "Expression failed");
   return false;
 }
 
@@ -24,8 +24,8 @@ RwLock::~RwLock() {
   if (created_) pthread_rwlock_destroy(&lock_);
 }
 
-result_t RwLock::Create() noexcept {
-  if (created_) return kOk;
+zel::result_t RwLock::Create() noexcept {
+  if (created_) return zel::kOk;
   pthread_rwlockattr_t attr;
   int rc = pthread_rwlockattr_init(&attr);
   if (rc == 0) {
@@ -34,19 +34,19 @@ result_t RwLock::Create() noexcept {
     pthread_rwlockattr_destroy(&attr);
   }
   if (rc == 0) created_ = true;
-  return ErrnoToResult(rc);
+  return zel::ErrnoToResult(rc);
 }
 
 bool RwLock::LockShared() {
-  if (!created_) ZEL_THROW_RESULT(kErrNotInitialized, "Expression failed");
+  if (!created_) ZEL_THROW_RESULT(zel::kErrNotInitialized, "Expression failed");
   return Acquired(pthread_rwlock_rdlock(&lock_));
 }
 
 bool RwLock::LockExclusive() {
-  if (!created_) ZEL_THROW_RESULT(kErrNotInitialized, "Expression failed");
+  if (!created_) ZEL_THROW_RESULT(zel::kErrNotInitialized, "Expression failed");
   return Acquired(pthread_rwlock_wrlock(&lock_));
 }
 
 void RwLock::Unlock() noexcept { pthread_rwlock_unlock(&lock_); }
 
-}  // namespace zel
+}  // namespace vor

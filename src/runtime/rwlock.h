@@ -7,7 +7,7 @@
 
 #include "vor/object.h"
 
-namespace zel {
+namespace vor {
 
 class RwLock {
  public:
@@ -17,7 +17,7 @@ class RwLock {
   ~RwLock();
 
   // Creates the lock; returns ErrnoToResult of pthread's error number.
-  result_t Create() noexcept;
+  zel::result_t Create() noexcept;
   bool created() const { return created_; }
 
   // Acquisition: 0, EBUSY, EDEADLK and ETIMEDOUT count as acquired; any other
@@ -54,6 +54,6 @@ class LockGuard {
 using ReadGuard = LockGuard<false>;
 using WriteGuard = LockGuard<true>;
 
-}  // namespace zel
+}  // namespace vor
 
 #endif  // VOR_RUNTIME_RWLOCK_H_

@@ -5,33 +5,33 @@
 #include "runtime/string.h"
 #include "runtime/xml_node.h"
 
-namespace zel::xml {
+namespace vor::xml {
 
-result_t WalkLists(IXmlNode* document, const ListShape& shape, IAllocator* allocator,
+zel::result_t WalkLists(zel::IXmlNode* document, const ListShape& shape, zel::IAllocator* allocator,
                    ListReporter& reporter, ListVisitor& visitor) {
-  if (document == nullptr) return kErrInvalidArgument;
+  if (document == nullptr) return zel::kErrInvalidArgument;
   std::uint32_t lists = 0;
-  result_t code = GetChildCount(document, lists);
-  if (Failed(code)) {
+  zel::result_t code = GetChildCount(document, lists);
+  if (zel::Failed(code)) {
     reporter.Fault(ListFault::kListCount, 0, 0, code);
     return code;
   }
   if (lists == 0) {
-    reporter.Fault(ListFault::kNoLists, 0, 0, kErrInvalidSize);
-    return kErrInvalidSize;
+    reporter.Fault(ListFault::kNoLists, 0, 0, zel::kErrInvalidSize);
+    return zel::kErrInvalidSize;
   }
   std::uint32_t accepted = 0;
   for (std::uint32_t i = 0; i < lists; ++i) {
-    vor::Ref<IXmlNode> list;
+    Ref<zel::IXmlNode> list;
     code = GetChild(document, i, list);
-    if (Failed(code)) {
+    if (zel::Failed(code)) {
       reporter.Fault(ListFault::kGetList, i, 0, code);
       continue;
     }
     if (!shape.listName.empty()) {
-      string name(allocator);
+      zel::string name(allocator);
       code = GetName(list.get(), name);
-      if (Failed(code)) {
+      if (zel::Failed(code)) {
         reporter.Fault(ListFault::kListName, i, 0, code);
         continue;
       }
@@ -42,20 +42,20 @@ result_t WalkLists(IXmlNode* document, const ListShape& shape, IAllocator* alloc
     }
     std::uint32_t entries = 0;
     code = GetChildCount(list.get(), entries);
-    if (Failed(code)) {
+    if (zel::Failed(code)) {
       reporter.Fault(ListFault::kEntryCount, i, 0, code);
       continue;
     }
     visitor.BeginList(i);
     for (std::uint32_t j = 0; j < entries; ++j) {
-      vor::Ref<IXmlNode> entry;
+      Ref<zel::IXmlNode> entry;
       code = GetChild(list.get(), j, entry);
-      if (Failed(code)) {
+      if (zel::Failed(code)) {
         reporter.Fault(ListFault::kGetEntry, i, j, code);
         continue;
       }
       code = visitor.Entry(i, j, entry.get());
-      if (Failed(code)) {
+      if (zel::Failed(code)) {
         reporter.Fault(ListFault::kBadEntry, i, j, code);
         continue;
       }
@@ -64,28 +64,28 @@ result_t WalkLists(IXmlNode* document, const ListShape& shape, IAllocator* alloc
     visitor.EndList(i);
   }
   if (accepted == 0 && shape.entryRequired) {
-    reporter.Fault(ListFault::kNoEntries, 0, 0, kErrInvalidSize);
-    return kErrInvalidSize;
+    reporter.Fault(ListFault::kNoEntries, 0, 0, zel::kErrInvalidSize);
+    return zel::kErrInvalidSize;
   }
-  return kOk;
+  return zel::kOk;
 }
 
-result_t OpenListDocument(const Tracer& trace, IServiceLocator* locator, IIo* source,
-                          vor::Ref<IXmlNode>& document) {
+zel::result_t OpenListDocument(const zel::Tracer& trace, zel::IServiceLocator* locator, zel::IIo* source,
+                          Ref<zel::IXmlNode>& document) {
   document.reset();
-  vor::Ref<IXmlFactory> factory;
-  result_t code = TraceStep(trace, TryGetInterface(locator, factory), "get xml factory");
-  if (Failed(code)) return code;
-  code = factory->OpenDocument(source, IXmlFactory::kFormatXmlText, document.put());
-  if (Succeeded(code) && !document) code = kErrUnexpected;
+  Ref<zel::IXmlFactory> factory;
+  zel::result_t code = TraceStep(trace, zel::TryGetInterface(locator, factory), "get xml factory");
+  if (zel::Failed(code)) return code;
+  code = factory->OpenDocument(source, zel::IXmlFactory::kFormatXmlText, document.put());
+  if (zel::Succeeded(code) && !document) code = zel::kErrUnexpected;
   return TraceStep(trace, code, "open config");
 }
 
-result_t TraceStep(const Tracer& trace, result_t code, std::string_view step) {
-  if (Failed(code)) {
-    ZEL_TRACE(trace, kTraceError) << "Can't " << step << " with error 0x" << Hex{code};
+zel::result_t TraceStep(const zel::Tracer& trace, zel::result_t code, std::string_view step) {
+  if (zel::Failed(code)) {
+    ZEL_TRACE(trace, zel::kTraceError) << "Can't " << step << " with error 0x" << zel::Hex{code};
   }
   return code;
 }
 
-}  // namespace zel::xml
+}  // namespace vor::xml

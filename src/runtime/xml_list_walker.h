@@ -17,7 +17,7 @@
 #include "vor/ref.h"
 #include "vor/xml.h"
 
-namespace zel::xml {
+namespace vor::xml {
 
 // Where a walk found a node it could not use.
 enum class ListFault {
@@ -36,7 +36,7 @@ enum class ListFault {
 class ListReporter {
  public:
   virtual void Fault(ListFault fault, std::uint32_t list, std::uint32_t entry,
-                     result_t code) = 0;
+                     zel::result_t code) = 0;
 
  protected:
   ~ListReporter() = default;
@@ -47,7 +47,7 @@ class ListVisitor {
  public:
   virtual void BeginList(std::uint32_t /*list*/) {}
   // A failure refuses the entry: it is reported as kBadEntry and not counted.
-  virtual result_t Entry(std::uint32_t list, std::uint32_t entry, IXmlNode* node) = 0;
+  virtual zel::result_t Entry(std::uint32_t list, std::uint32_t entry, zel::IXmlNode* node) = 0;
   virtual void EndList(std::uint32_t /*list*/) {}
 
  protected:
@@ -64,17 +64,17 @@ struct ListShape {
 // Walks `document`. Fails with the child count's code, or 0x8000005c for a
 // document without lists or without a required entry; a null document gives
 // 0x80000046. May throw (out of memory while reading a name).
-result_t WalkLists(IXmlNode* document, const ListShape& shape, IAllocator* allocator,
+zel::result_t WalkLists(zel::IXmlNode* document, const ListShape& shape, zel::IAllocator* allocator,
                    ListReporter& reporter, ListVisitor& visitor);
 
 // Opens `source` as XML text with the locator's XML factory, tracing a
 // failure of either step.
-result_t OpenListDocument(const Tracer& trace, IServiceLocator* locator, IIo* source,
-                          vor::Ref<IXmlNode>& document);
+zel::result_t OpenListDocument(const zel::Tracer& trace, zel::IServiceLocator* locator, zel::IIo* source,
+                          Ref<zel::IXmlNode>& document);
 
 // Traces "Can't <step> with error 0x<code>" when `code` is a failure; returns it.
-result_t TraceStep(const Tracer& trace, result_t code, std::string_view step);
+zel::result_t TraceStep(const zel::Tracer& trace, zel::result_t code, std::string_view step);
 
-}  // namespace zel::xml
+}  // namespace vor::xml
 
 #endif  // VOR_RUNTIME_XML_LIST_WALKER_H_

@@ -3,35 +3,35 @@
 #include "runtime/result.h"
 #include "runtime/text.h"
 
-namespace zel::xml {
+namespace vor::xml {
 
-result_t GetName(IXmlNode* node, string& name) {
+zel::result_t GetName(zel::IXmlNode* node, zel::string& name) {
   name.clear();
-  if (node == nullptr) return kErrInvalidArgument;
-  StringSink sink(name);
+  if (node == nullptr) return zel::kErrInvalidArgument;
+  zel::StringSink sink(name);
   return node->GetName(&sink);
 }
 
-result_t GetChildCount(IXmlNode* node, std::uint32_t& count) {
+zel::result_t GetChildCount(zel::IXmlNode* node, std::uint32_t& count) {
   count = 0;
-  if (node == nullptr) return kErrInvalidArgument;
+  if (node == nullptr) return zel::kErrInvalidArgument;
   return node->GetChildCount(&count);
 }
 
-result_t GetChild(IXmlNode* node, std::uint32_t index, vor::Ref<IXmlNode>& child) {
+zel::result_t GetChild(zel::IXmlNode* node, std::uint32_t index, Ref<zel::IXmlNode>& child) {
   child.reset();
-  if (node == nullptr) return kErrInvalidArgument;
-  result_t code = node->GetChild(index, child.put());
-  if (Succeeded(code) && !child) code = kErrUnexpected;
-  if (Failed(code)) child.reset();
+  if (node == nullptr) return zel::kErrInvalidArgument;
+  zel::result_t code = node->GetChild(index, child.put());
+  if (zel::Succeeded(code) && !child) code = zel::kErrUnexpected;
+  if (zel::Failed(code)) child.reset();
   return code;
 }
 
-result_t GetValue(IXmlNode* node, const char* name, string& value) {
+zel::result_t GetValue(zel::IXmlNode* node, const char* name, zel::string& value) {
   value.clear();
-  if (node == nullptr || name == nullptr) return kErrInvalidArgument;
-  StringSink sink(value);
+  if (node == nullptr || name == nullptr) return zel::kErrInvalidArgument;
+  zel::StringSink sink(value);
   return node->GetValue(name, &sink, 0);
 }
 
-}  // namespace zel::xml
+}  // namespace vor::xml

@@ -11,15 +11,15 @@
 #include "vor/ref.h"
 #include "vor/xml.h"
 
-namespace zel::xml {
+namespace vor::xml {
 
 // A null node gives 0x80000046 for each of them.
-result_t GetName(IXmlNode* node, string& name);
-result_t GetChildCount(IXmlNode* node, std::uint32_t& count);
-result_t GetChild(IXmlNode* node, std::uint32_t index, vor::Ref<IXmlNode>& child);
+zel::result_t GetName(zel::IXmlNode* node, zel::string& name);
+zel::result_t GetChildCount(zel::IXmlNode* node, std::uint32_t& count);
+zel::result_t GetChild(zel::IXmlNode* node, std::uint32_t index, Ref<zel::IXmlNode>& child);
 // The named value (an attribute); a missing one is the host's failure code.
-result_t GetValue(IXmlNode* node, const char* name, string& value);
+zel::result_t GetValue(zel::IXmlNode* node, const char* name, zel::string& value);
 
-}  // namespace zel::xml
+}  // namespace vor::xml
 
 #endif  // VOR_RUNTIME_XML_NODE_H_
