@@ -17,36 +17,27 @@ constexpr xml::ListShape kValidated{"vor_list", true};
 constexpr xml::ListShape kExtracted{"", true};
 constexpr std::string_view kEntryName = "vor_entry";
 
-// The file list's words for the walk's faults. Extraction's entry reader
-// traces its own refusals, so a refused entry is not reported twice.
+// The file list's words for the walk's faults.
 class FileListReporter final : public xml::ListReporter {
  public:
-  FileListReporter(const zel::Tracer& trace, bool extracting)
-      : trace_(trace), extracting_(extracting) {}
+  using ListReporter::ListReporter;
 
-  void Fault(ListFault fault, std::uint32_t i, std::uint32_t j, zel::result_t code) override {
-    if (fault == ListFault::kBadEntry && extracting_) return;
-    zel::TraceLine line(trace_, zel::kTraceError);
-    if (!line) return;
+ protected:
+  void Describe(ListFault fault, std::uint32_t i, std::uint32_t j, zel::TraceLine& line) override {
     switch (fault) {
       case ListFault::kListCount: line << "Can't get vor list count"; break;
-      case ListFault::kNoLists: line << "No vor list in config!"; return;
+      case ListFault::kNoLists: line << "No vor list in config!"; break;
       case ListFault::kGetList: line << "Can't get vor list <" << i << ">"; break;
       case ListFault::kListName: line << "Can't get name from vor list node <" << i << ">"; break;
-      case ListFault::kWrongListName: line << "Invalid vor list node name!"; return;
+      case ListFault::kWrongListName: line << "Invalid vor list node name!"; break;
       case ListFault::kEntryCount: line << "Can't get vor list <" << i << "> entry count"; break;
       case ListFault::kGetEntry: line << "Can't get vor list <" << i << "> entry <" << j << ">"; break;
       case ListFault::kBadEntry:
         line << "Can't validate vor list <" << i << "> entry <" << j << ">";
         break;
-      case ListFault::kNoEntries: line << "No vor list items in config!"; return;
+      case ListFault::kNoEntries: line << "No vor list items in config!"; break;
     }
-    line << " with error 0x" << zel::Hex{code};
   }
-
- private:
-  const zel::Tracer& trace_;
-  bool extracting_;
 };
 
 class EntryValidator final : public xml::ListVisitor {
@@ -69,13 +60,13 @@ class VorConfigParser::PathGatherer final : public xml::ListVisitor {
   explicit PathGatherer(VorConfigParser& parser) : parser_(parser) {}
 
   void BeginList(std::uint32_t i) override {
-    ZEL_TRACE(parser_.trace_, zel::kTraceInfo) << "Parsing vor list <" << i << ">...";
+    ZEL_TRACE(parser_.host_.trace, zel::kTraceInfo) << "Parsing vor list <" << i << ">...";
   }
-  void EndList(std::uint32_t) override { ZEL_TRACE(parser_.trace_, zel::kTraceInfo) << "Done"; }
+  void EndList(std::uint32_t) override { ZEL_TRACE(parser_.host_.trace, zel::kTraceInfo) << "Done"; }
 
   zel::result_t Entry(std::uint32_t i, std::uint32_t j, zel::IXmlNode* node) override {
-    const zel::Tracer& trace = parser_.trace_;
-    zel::string path(parser_.allocator_.get());
+    const zel::Tracer& trace = parser_.host_.trace;
+    zel::string path(parser_.host_.allocator.get());
     const zel::result_t code = xml::GetValue(node, "path", path);
     if (zel::Failed(code)) {
       ZEL_TRACE(trace, zel::kTraceError) << "Can't get path vor list <" << i << "> entry <" << j
@@ -97,82 +88,80 @@ class VorConfigParser::PathGatherer final : public xml::ListVisitor {
 };
 
 VorConfigParser::VorConfigParser(zel::IServiceLocator* locator)
-    : allocator_(zel::GetInterface<zel::IAllocator>(locator)),
-      trace_(zel::GetInterface<zel::ITracer>(locator), "vor: "),
-      serviceLocator_(locator),
-      paths_(zel::HostAllocator<zel::string>(allocator_.get())) {
-  ZEL_TRACE(trace_, zel::kTraceDebug) << "VorConfigParser " << zel::Ptr{this} << " was created";
+    : host_(locator, "vor: "),
+      paths_(zel::HostAllocator<zel::string>(host_.allocator.get())) {
+  ZEL_TRACE(host_.trace, zel::kTraceDebug) << "VorConfigParser " << zel::Ptr{this} << " was created";
 }
 
 VorConfigParser::~VorConfigParser() {
-  ZEL_TRACE(trace_, zel::kTraceDebug) << "VorConfigParser " << zel::Ptr{this} << " was destroyed";
+  ZEL_TRACE(host_.trace, zel::kTraceDebug) << "VorConfigParser " << zel::Ptr{this} << " was destroyed";
 }
 
 zel::result_t VorConfigParser::Init(zel::IIo* source) {
   try {
-    ZEL_TRACE(trace_, zel::kTraceInfo) << "Begin config parser init...";
+    ZEL_TRACE(host_.trace, zel::kTraceInfo) << "Begin config parser init...";
     Ref<zel::IXmlNode> document;
-    zel::result_t code = xml::OpenListDocument(trace_, serviceLocator_.get(), source, document);
+    zel::result_t code = xml::OpenListDocument(host_.trace, host_.locator.get(), source, document);
     if (zel::Failed(code)) return code;
-    code = xml::TraceStep(trace_, Validate(document.get()), "validate config");
+    code = xml::TraceStep(host_.trace, Validate(document.get()), "validate config");
     if (zel::Failed(code)) return code;
-    code = xml::TraceStep(trace_, Extract(document.get()), "extract vor list from config");
+    code = xml::TraceStep(host_.trace, Extract(document.get()), "extract vor list from config");
     if (zel::Failed(code)) return code;
-    ZEL_TRACE(trace_, zel::kTraceInfo) << "Config parser init status is ok";
+    ZEL_TRACE(host_.trace, zel::kTraceInfo) << "Config parser init status is ok";
     return zel::kOk;
   } catch (...) {
-    return zel::ResultFromCurrentException(trace_, "Exception caught at line 409 => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught at line 409 => ");
   }
 }
 
 zel::result_t VorConfigParser::ValidateEntry(zel::IXmlNode* entry) {
   try {
     if (entry == nullptr) return zel::kErrInvalidArgument;
-    zel::string name(allocator_.get());
+    zel::string name(host_.allocator.get());
     zel::result_t code = xml::GetName(entry, name);
     if (zel::Failed(code)) {
-      ZEL_TRACE(trace_, zel::kTraceError)
+      ZEL_TRACE(host_.trace, zel::kTraceError)
           << "Can't get vor list node name with error 0x" << zel::Hex{code};
       return code;
     }
     // A wrongly named entry is reported, not rejected: extraction reads its
     // path like any other. Kept so on purpose.
     if (name.view() != kEntryName) {
-      ZEL_TRACE(trace_, zel::kTraceError) << "Invalid vor list entry node name!";
+      ZEL_TRACE(host_.trace, zel::kTraceError) << "Invalid vor list entry node name!";
       return code;
     }
-    zel::string path(allocator_.get());
+    zel::string path(host_.allocator.get());
     code = xml::GetValue(entry, "path", path);
     if (zel::Failed(code)) {
-      ZEL_TRACE(trace_, zel::kTraceError) << "Can't get path with error 0x" << zel::Hex{code};
+      ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't get path with error 0x" << zel::Hex{code};
       return code;
     }
     if (path.empty()) {
-      ZEL_TRACE(trace_, zel::kTraceError) << "Empty path!";
+      ZEL_TRACE(host_.trace, zel::kTraceError) << "Empty path!";
       return zel::kErrInvalidPathName;
     }
     return zel::kOk;
   } catch (...) {
-    return zel::ResultFromCurrentException(trace_, "Exception caught at line 98 => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught at line 98 => ");
   }
 }
 
 // No catch of its own: an exception here ends at Init's.
 zel::result_t VorConfigParser::Validate(zel::IXmlNode* document) {
-  FileListReporter reporter(trace_, false);
+  FileListReporter reporter(host_.trace, false);
   EntryValidator validator(*this);
-  return xml::WalkLists(document, kValidated, allocator_.get(), reporter, validator);
+  return xml::WalkLists(document, kValidated, host_.allocator.get(), reporter, validator);
 }
 
 zel::result_t VorConfigParser::Extract(zel::IXmlNode* document) {
   try {
     paths_.clear();
-    FileListReporter reporter(trace_, true);
+    FileListReporter reporter(host_.trace, true);
     PathGatherer gatherer(*this);
-    return xml::WalkLists(document, kExtracted, allocator_.get(), reporter, gatherer);
+    return xml::WalkLists(document, kExtracted, host_.allocator.get(), reporter, gatherer);
   } catch (...) {
     paths_.clear();
-    return zel::ResultFromCurrentException(trace_, "Exception caught at line 354 => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught at line 354 => ");
   }
 }
 

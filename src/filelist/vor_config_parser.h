@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "runtime/host_allocator.h"
+#include "runtime/host_providers.h"
 #include "runtime/string.h"
 #include "runtime/trace.h"
 #include "vor/io.h"
@@ -24,8 +25,6 @@ class VorConfigParser {
   // Throws GetInterfaceException when the locator lacks the allocator or tracer.
   explicit VorConfigParser(zel::IServiceLocator* locator);
   ~VorConfigParser();
-  VorConfigParser(const VorConfigParser&) = delete;
-  VorConfigParser& operator=(const VorConfigParser&) = delete;
 
   // Opens `source` with the host XML factory, validates it and extracts the
   // paths. On failure the paths gathered are not to be used.
@@ -41,9 +40,7 @@ class VorConfigParser {
  private:
   class PathGatherer;
 
-  Ref<zel::IAllocator> allocator_;
-  zel::Tracer trace_;
-  Ref<zel::IServiceLocator> serviceLocator_;
+  HostProviders host_;
   Paths paths_;
 };
 

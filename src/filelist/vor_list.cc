@@ -36,16 +36,14 @@ void MarkExisting(LibraryDirectory& directory) {
 }  // namespace
 
 VorList::VorList(zel::IServiceLocator* locator)
-    : allocator_(zel::GetInterface<zel::IAllocator>(locator)),
-      trace_(zel::GetInterface<zel::ITracer>(locator), "vor: "),
-      serviceLocator_(locator),
-      life_(trace_, allocator_.get(), "vor list", "Exception caught while checking readiness => "),
-      paths_(0, PathHash(), PathEqual(), zel::HostAllocator<zel::string>(allocator_.get())) {
-  ZEL_TRACE(trace_, kTraceDebug) << "VorList " << zel::Ptr{this} << " was created";
+    : host_(locator, "vor: "),
+      life_(host_.trace, host_.allocator.get(), "vor list", "Exception caught while checking readiness => "),
+      paths_(0, PathHash(), PathEqual(), zel::HostAllocator<zel::string>(host_.allocator.get())) {
+  ZEL_TRACE(host_.trace, kTraceDebug) << "VorList " << zel::Ptr{this} << " was created";
 }
 
 VorList::~VorList() {
-  ZEL_TRACE(trace_, kTraceDebug) << "VorList " << zel::Ptr{this} << " was destroyed";
+  ZEL_TRACE(host_.trace, kTraceDebug) << "VorList " << zel::Ptr{this} << " was destroyed";
 }
 
 zel::result_t VorList::Init(zel::IAllocator* initAllocator, const OsReleaseInfo& osRelease) {
@@ -56,7 +54,7 @@ zel::result_t VorList::Init(zel::IAllocator* initAllocator, const OsReleaseInfo&
     life_.MarkReady();
     return zel::kOk;
   } catch (...) {
-    return zel::ResultFromCurrentException(trace_, "Exception caught at line 105 => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught at line 105 => ");
   }
 }
 
@@ -64,7 +62,7 @@ zel::result_t VorList::Update(zel::IStorage* storage) {
   try {
     if (!life_.IsReadyOrThrow()) return zel::kErrNotInitialized;
     if (storage == nullptr) return zel::kErrInvalidArgument;
-    ZEL_TRACE(trace_, kTraceInfo)
+    ZEL_TRACE(host_.trace, kTraceInfo)
         << "Begin updating vor list from storage " << zel::Ptr{storage} << "...";
 
     // Readers wait for the whole rebuild and never see a partial set.
@@ -72,10 +70,10 @@ zel::result_t VorList::Update(zel::IStorage* storage) {
     paths_.clear();
     ProbeLibraryDirectories();
     for (const CriticalFileEntry& row : kBuiltinCriticalFiles) AddRow(row);
-    ZEL_TRACE(trace_, kTraceInfo) << "vor list update status is ok";
+    ZEL_TRACE(host_.trace, kTraceInfo) << "vor list update status is ok";
     return zel::kOk;
   } catch (...) {
-    return zel::ResultFromCurrentException(trace_, "Exception caught at line 296 => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught at line 296 => ");
   }
 }
 
@@ -86,11 +84,11 @@ void VorList::ProbeLibraryDirectories() {
     if (probe_(directory.widePath)) {
       MarkExisting(directory);
       if (directory.fallback == 0) found = true;
-      ZEL_TRACE(trace_, kTraceInfo)
+      ZEL_TRACE(host_.trace, kTraceInfo)
           << "Library directory <" << directory.widePath << "> is existing";
     } else {
       // A directory found by an earlier update keeps its `exists` byte.
-      ZEL_TRACE(trace_, kTraceInfo) << "Library directory <" << directory.widePath << "> is absent";
+      ZEL_TRACE(host_.trace, kTraceInfo) << "Library directory <" << directory.widePath << "> is absent";
     }
   }
 }
@@ -100,26 +98,26 @@ void VorList::AddRow(const CriticalFileEntry& row) {
   const std::string_view path = row.path;
 
   std::vector<zel::string, zel::HostAllocator<zel::string>> candidates(
-      zel::HostAllocator<zel::string>(allocator_.get()));
+      zel::HostAllocator<zel::string>(host_.allocator.get()));
   if ((row.flags & kExpandLibPath) == 0) {
-    candidates.emplace_back(path, allocator_.get());
+    candidates.emplace_back(path, host_.allocator.get());
   } else {
     for (LibraryDirectory& directory : directories_) {
       if ((directory.archMask & row.flags) == 0) continue;
       // The build's own directory is usable even where it is missing.
       if (directory.archMask != kOwnArchMask && !Exists(directory)) continue;
       if (path.size() < kPlaceholderLength) {
-        ZEL_TRACE(trace_, kTraceError) << "Can't replace OS lib path for vor item <" << path << ">";
+        ZEL_TRACE(host_.trace, kTraceError) << "Can't replace OS lib path for vor item <" << path << ">";
         continue;
       }
-      zel::string candidate(path, allocator_.get());
+      zel::string candidate(path, host_.allocator.get());
       const std::size_t at = path.find(kLibPathPlaceholder);
       if (at != std::string_view::npos) candidate.replace(at, kPlaceholderLength, directory.path);
       candidates.push_back(std::move(candidate));
     }
   }
   if (candidates.empty()) {
-    ZEL_TRACE(trace_, kTraceWarning) << "No one path was added for vor item <" << path << ">";
+    ZEL_TRACE(host_.trace, kTraceWarning) << "No one path was added for vor item <" << path << ">";
     return;
   }
 
@@ -134,7 +132,7 @@ void VorList::AddRow(const CriticalFileEntry& row) {
 
 void VorList::Insert(std::string_view path) {
   if (paths_.contains(path)) return;
-  paths_.emplace(path, allocator_.get());
+  paths_.emplace(path, host_.allocator.get());
 }
 
 zel::result_t VorList::IsInList(std::string_view path, bool& found) {
@@ -145,7 +143,7 @@ zel::result_t VorList::IsInList(std::string_view path, bool& found) {
     if (!reading) return zel::kErrNotInitialized;
     return Lookup(path, found);
   } catch (...) {
-    return zel::ResultFromCurrentException(trace_, "Exception caught at line 331 => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught at line 331 => ");
   }
 }
 
@@ -172,22 +170,22 @@ zel::result_t VorList::IsInListWide(std::u16string_view path, bool& found) {
     zel::string copy(life_.initAllocator());
     const zel::result_t code = converted ? zel::ToUtf8(path, copy) : zel::kErrInvalidSymbol;
     if (zel::Failed(code)) {
-      ZEL_TRACE(trace_, kTraceError)
+      ZEL_TRACE(host_.trace, kTraceError)
           << "Can't convert to UTF-8 <" << path << "> with error 0x" << zel::Hex{code};
       return code;
     }
     return Lookup(copy.view(), found);
   } catch (...) {
-    return zel::ResultFromCurrentException(trace_, "Exception caught at line 367 => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught at line 367 => ");
   }
 }
 
 zel::result_t VorList::Lookup(std::string_view path, bool& found) {
   found = paths_.contains(path);
   if (found) {
-    ZEL_TRACE(trace_, kTraceInfo) << "Path <" << path << "> was for in list";
+    ZEL_TRACE(host_.trace, kTraceInfo) << "Path <" << path << "> was for in list";
   } else {
-    ZEL_TRACE(trace_, kTraceInfo) << "Path <" << path << "> wasn't for in list";
+    ZEL_TRACE(host_.trace, kTraceInfo) << "Path <" << path << "> wasn't for in list";
   }
   return zel::kOk;
 }
@@ -205,7 +203,7 @@ zel::result_t VorList::CopySortedPaths(std::vector<std::string>& out) {
     return zel::kOk;
   } catch (...) {
     out.clear();
-    return zel::ResultFromCurrentException(trace_, "Exception caught while copying the list => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught while copying the list => ");
   }
 }
 
@@ -220,7 +218,7 @@ zel::result_t VorList::CopyExistingLibraryDirectories(std::vector<std::string>& 
     return zel::kOk;
   } catch (...) {
     out.clear();
-    return zel::ResultFromCurrentException(trace_, "Exception caught while copying the list => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught while copying the list => ");
   }
 }
 

@@ -14,6 +14,7 @@
 #include "filelist/directory_probe.h"
 #include "osinfo/os_release_info.h"
 #include "runtime/host_allocator.h"
+#include "runtime/host_providers.h"
 #include "runtime/list_lifecycle.h"
 #include "runtime/string.h"
 #include "runtime/trace.h"
@@ -28,8 +29,6 @@ class VorList {
   // Throws GetInterfaceException when the locator lacks the allocator or tracer.
   explicit VorList(zel::IServiceLocator* locator);
   ~VorList();
-  VorList(const VorList&) = delete;
-  VorList& operator=(const VorList&) = delete;
 
   // Creates the lock and takes the allocator for wide lookups and the OS
   // release. A second Init on a ready list gives 0x80010105.
@@ -72,9 +71,7 @@ class VorList {
   void Insert(std::string_view path);
   zel::result_t Lookup(std::string_view path, bool& found);
 
-  Ref<zel::IAllocator> allocator_;
-  zel::Tracer trace_;
-  Ref<zel::IServiceLocator> serviceLocator_;
+  HostProviders host_;
   ListLifecycle life_;
   PathSet paths_;  // under life_.lock()
   std::span<LibraryDirectory> directories_ = SharedLibraryDirectories();

@@ -14,23 +14,20 @@ constexpr const char* kQuotes = "\"'";
 }  // namespace
 
 LinuxKeyValueConfig::LinuxKeyValueConfig(zel::IServiceLocator* locator)
-    : allocator_(zel::GetInterface<zel::IAllocator>(locator)),
-      tracer_(zel::GetInterface<zel::ITracer>(locator)),
-      locator_(locator),
-      trace_(tracer_, "rp: ") {
-  ZEL_TRACE(trace_, zel::kTraceDebug) << "LinuxKeyValueConfig " << zel::Ptr{this} << " was created";
+    : host_(locator, "rp: ") {
+  ZEL_TRACE(host_.trace, zel::kTraceDebug) << "LinuxKeyValueConfig " << zel::Ptr{this} << " was created";
 }
 
 LinuxKeyValueConfig::~LinuxKeyValueConfig() {
   // Deliberately the construction wording: lifetime lines of this class never say "destroyed".
-  ZEL_TRACE(trace_, zel::kTraceDebug) << "LinuxKeyValueConfig " << zel::Ptr{this} << " was created";
+  ZEL_TRACE(host_.trace, zel::kTraceDebug) << "LinuxKeyValueConfig " << zel::Ptr{this} << " was created";
 }
 
 zel::result_t LinuxKeyValueConfig::Parse(std::string_view content, KeyValuePairs& pairs) {
   try {
     return ParseLines(content, kQuotes, pairs);
   } catch (...) {
-    return zel::ResultFromCurrentException(trace_, "Exception caught at line 175 => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught at line 175 => ");
   }
 }
 
@@ -48,7 +45,7 @@ zel::result_t LinuxKeyValueConfig::ParseLines(std::string_view content, const ch
       // A "#" in the very first column is a comment; indented ones reach the
       // line parser, which says so in the trace.
       if (line.empty() || line.front() != '#') {
-        KeyValuePair pair(zel::string(allocator_.get()), zel::string(allocator_.get()));
+        KeyValuePair pair(zel::string(host_.allocator.get()), zel::string(host_.allocator.get()));
         if (zel::Succeeded(ParseLine(line, quotes, pair))) pairs.push_back(std::move(pair));
       }
       if (end == std::string_view::npos) break;
@@ -59,43 +56,43 @@ zel::result_t LinuxKeyValueConfig::ParseLines(std::string_view content, const ch
     return zel::kOk;
   } catch (...) {
     pairs.clear();
-    return zel::ResultFromCurrentException(trace_, "Exception caught at line 160 => ");
+    return zel::ResultFromCurrentException(host_.trace, "Exception caught at line 160 => ");
   }
 }
 
 zel::result_t LinuxKeyValueConfig::ParseLine(std::string_view line, const char* quotes,
                                              KeyValuePair& pair) {
   if (quotes == nullptr) return zel::kErrInvalidArgument;
-  TextPieces pieces{zel::HostAllocator<std::string_view>(allocator_.get())};
+  TextPieces pieces{zel::HostAllocator<std::string_view>(host_.allocator.get())};
   const zel::result_t split = SplitText(line, "=", true, pieces);
   if (zel::Failed(split)) {
-    ZEL_TRACE(trace_, zel::kTraceError)
+    ZEL_TRACE(host_.trace, zel::kTraceError)
         << "Can't split line <" << line << "> with error 0x" << zel::Hex{split};
     return split;
   }
   // A value holding "=" is rejected as a whole, like a line without one.
   if (pieces.size() != 2) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Invalid values count for line <" << line << ">";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Invalid values count for line <" << line << ">";
     return zel::kErrUnexpected;
   }
   const std::string_view name = TrimSet(pieces[0], kBlanks);
   if (!name.empty() && name.front() == '#') {
-    ZEL_TRACE(trace_, zel::kTraceInfo) << "Skip comment <" << line << ">";
+    ZEL_TRACE(host_.trace, zel::kTraceInfo) << "Skip comment <" << line << ">";
     return zel::kErrFileNotFound;  // callers only test for failure
   }
   // Blanks first, quotes second: inner blanks of a quoted value survive.
   const std::string_view value = TrimSet(TrimSet(pieces[1], kBlanks), quotes);
   if (name.empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Line <" << line << "> has empty name";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Line <" << line << "> has empty name";
     return zel::kErrUnexpected;
   }
   if (value.empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Line <" << line << "> has empty value";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Line <" << line << "> has empty value";
     return zel::kErrUnexpected;
   }
   pair.first.assign(name);
   pair.second.assign(value);
-  ZEL_TRACE(trace_, zel::kTraceInfo) << "   <" << name << "> = <" << value << ">";
+  ZEL_TRACE(host_.trace, zel::kTraceInfo) << "   <" << name << "> = <" << value << ">";
   return zel::kOk;
 }
 

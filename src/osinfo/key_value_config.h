@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "runtime/host_allocator.h"
+#include "runtime/host_providers.h"
 #include "runtime/string.h"
 #include "runtime/trace.h"
 #include "vor/host_services.h"
@@ -28,23 +29,18 @@ class LinuxKeyValueConfig {
   // zel::GetInterfaceException when either cannot be had.
   explicit LinuxKeyValueConfig(zel::IServiceLocator* locator);
   ~LinuxKeyValueConfig();
-  LinuxKeyValueConfig(const LinuxKeyValueConfig&) = delete;
-  LinuxKeyValueConfig& operator=(const LinuxKeyValueConfig&) = delete;
 
   // Replaces `pairs` with the accepted lines of `content`. Returns 0 however
   // many lines were dropped, 0x80000046 for empty content. Never throws.
   zel::result_t Parse(std::string_view content, KeyValuePairs& pairs);
 
-  zel::IAllocator* allocator() const { return allocator_.get(); }
+  zel::IAllocator* allocator() const { return host_.allocator.get(); }
 
  private:
   zel::result_t ParseLines(std::string_view content, const char* quotes, KeyValuePairs& pairs);
   zel::result_t ParseLine(std::string_view line, const char* quotes, KeyValuePair& pair);
 
-  Ref<zel::IAllocator> allocator_;
-  Ref<zel::ITracer> tracer_;
-  Ref<zel::IServiceLocator> locator_;
-  zel::Tracer trace_;
+  HostProviders host_;
 };
 
 }  // namespace vor

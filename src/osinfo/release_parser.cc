@@ -28,21 +28,18 @@ std::optional<std::string_view> FirstValue(const KeyValuePairs& pairs, std::stri
 }  // namespace
 
 LinuxReleaseParser::LinuxReleaseParser(zel::IServiceLocator* locator)
-    : allocator_(zel::GetInterface<zel::IAllocator>(locator)),
-      tracer_(zel::GetInterface<zel::ITracer>(locator)),
-      locator_(locator),
-      trace_(tracer_, "rp: ") {
-  ZEL_TRACE(trace_, zel::kTraceDebug) << "LinuxReleaseParser " << zel::Ptr{this} << " was created";
+    : host_(locator, "rp: ") {
+  ZEL_TRACE(host_.trace, zel::kTraceDebug) << "LinuxReleaseParser " << zel::Ptr{this} << " was created";
 }
 
 LinuxReleaseParser::~LinuxReleaseParser() {
   // Deliberately the construction wording: lifetime lines of this class never say "destroyed".
-  ZEL_TRACE(trace_, zel::kTraceDebug) << "LinuxReleaseParser " << zel::Ptr{this} << " was created";
+  ZEL_TRACE(host_.trace, zel::kTraceDebug) << "LinuxReleaseParser " << zel::Ptr{this} << " was created";
 }
 
 void LinuxReleaseParser::Found(std::string_view name, std::string_view version,
                                std::string_view file) {
-  ZEL_TRACE(trace_, zel::kTraceInfo) << "OS name <" << name << ">, version <" << version
+  ZEL_TRACE(host_.trace, zel::kTraceInfo) << "OS name <" << name << ">, version <" << version
                                      << "> has been found in " << file;
 }
 
@@ -57,7 +54,7 @@ void LinuxReleaseParser::Found(std::string_view name, std::string_view version,
   } catch (...) {                                                \
     name.clear();                                                \
     version.clear();                                             \
-    return zel::ResultFromCurrentException(trace_, site);        \
+    return zel::ResultFromCurrentException(host_.trace, site);        \
   }
 
 zel::result_t LinuxReleaseParser::ParseOsRelease(std::string_view content, zel::string& name,
@@ -99,11 +96,11 @@ zel::result_t LinuxReleaseParser::ParseDebianVersion(std::string_view content, z
 
 zel::result_t LinuxReleaseParser::OsRelease(std::string_view content, zel::string& name,
                                             zel::string& version) {
-  LinuxKeyValueConfig config(locator_.get());
-  KeyValuePairs pairs{zel::HostAllocator<KeyValuePair>(allocator_.get())};
+  LinuxKeyValueConfig config(host_.locator.get());
+  KeyValuePairs pairs{zel::HostAllocator<KeyValuePair>(host_.allocator.get())};
   const zel::result_t parsed = config.Parse(content, pairs);
   if (zel::Failed(parsed)) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't parse os-release with error 0x" << zel::Hex{parsed};
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't parse os-release with error 0x" << zel::Hex{parsed};
     return parsed;
   }
 
@@ -124,7 +121,7 @@ zel::result_t LinuxReleaseParser::OsRelease(std::string_view content, zel::strin
       if (key.value || pair.first.view() != key.key) continue;
       key.value = pair.second.view();
       if (key.value->empty()) {  // the reader never yields one; kept as a guard
-        ZEL_TRACE(trace_, zel::kTraceError) << key.emptyTrace;
+        ZEL_TRACE(host_.trace, zel::kTraceError) << key.emptyTrace;
         return zel::kErrUnexpected;
       }
     }
@@ -132,7 +129,7 @@ zel::result_t LinuxReleaseParser::OsRelease(std::string_view content, zel::strin
   const auto& [osName, versionId, release, codename, prettyName] = keys;
 
   if (!osName.value) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't find OS name in given os-release";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't find OS name in given os-release";
     return zel::kErrNotFound;
   }
   const std::string_view nameValue = *osName.value;
@@ -150,7 +147,7 @@ zel::result_t LinuxReleaseParser::OsRelease(std::string_view content, zel::strin
   } else if (EqualsIgnoreAsciiCase(nameValue, kArchName)) {
     versionValue = "rolling";
   } else {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't find OS version in given os-release";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't find OS version in given os-release";
     return zel::kErrNotFound;
   }
   name.assign(nameValue);
@@ -161,29 +158,29 @@ zel::result_t LinuxReleaseParser::OsRelease(std::string_view content, zel::strin
 
 zel::result_t LinuxReleaseParser::LsbRelease(std::string_view content, zel::string& name,
                                              zel::string& version) {
-  LinuxKeyValueConfig config(locator_.get());
-  KeyValuePairs pairs{zel::HostAllocator<KeyValuePair>(allocator_.get())};
+  LinuxKeyValueConfig config(host_.locator.get());
+  KeyValuePairs pairs{zel::HostAllocator<KeyValuePair>(host_.allocator.get())};
   const zel::result_t parsed = config.Parse(content, pairs);
   if (zel::Failed(parsed)) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't parse lsb-release with error 0x" << zel::Hex{parsed};
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't parse lsb-release with error 0x" << zel::Hex{parsed};
     return parsed;
   }
   const std::optional<std::string_view> id = FirstValue(pairs, "DISTRIB_ID");
   const std::optional<std::string_view> release = FirstValue(pairs, "DISTRIB_RELEASE");
   if (id && id->empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "OS name has empty value";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "OS name has empty value";
     return zel::kErrUnexpected;
   }
   if (release && release->empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "OS version has empty value";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "OS version has empty value";
     return zel::kErrUnexpected;
   }
   if (!id) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't find OS name in given lsb-release";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't find OS name in given lsb-release";
     return zel::kErrNotFound;
   }
   if (!release) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't find OS version in given lsb-release";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't find OS version in given lsb-release";
     return zel::kErrNotFound;
   }
   name.assign(*id);
@@ -197,18 +194,18 @@ zel::result_t LinuxReleaseParser::SystemRelease(std::string_view content, zel::s
   constexpr std::string_view kPattern = " release ";
   const std::size_t at = content.find(kPattern);
   if (content.size() < kPattern.size() || at == std::string_view::npos) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Unknown format of system-release <" << content << ">";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Unknown format of system-release <" << content << ">";
     return zel::kErrUnexpected;
   }
   const std::string_view nameValue = TrimSet(content.substr(0, at), kLineBlanks);
   std::string_view versionValue = TrimSet(content.substr(at + kPattern.size()), kLineBlanks);
   // The two cases give different codes on purpose.
   if (nameValue.empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't find OS name in given system-release";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't find OS name in given system-release";
     return zel::kErrNotFound;
   }
   if (versionValue.empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't find OS version in given system-release";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't find OS version in given system-release";
     return zel::kErrUnexpected;
   }
   // "7.9.2009 (Core)" gives "7.9.2009".
@@ -227,25 +224,25 @@ zel::result_t LinuxReleaseParser::SuseRelease(std::string_view content, zel::str
   const std::string_view rest = content.substr(headerEnd);
   if (rest.empty()) return zel::kErrNotFound;
 
-  LinuxKeyValueConfig config(locator_.get());
-  KeyValuePairs pairs{zel::HostAllocator<KeyValuePair>(allocator_.get())};
+  LinuxKeyValueConfig config(host_.locator.get());
+  KeyValuePairs pairs{zel::HostAllocator<KeyValuePair>(host_.allocator.get())};
   const zel::result_t parsed = config.Parse(rest, pairs);
   if (zel::Failed(parsed)) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't parse SuSE-release with error 0x" << zel::Hex{parsed};
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't parse SuSE-release with error 0x" << zel::Hex{parsed};
     return parsed;
   }
   const std::optional<std::string_view> versionValue = FirstValue(pairs, "VERSION");
   if (versionValue && versionValue->empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "OS version has empty value";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "OS version has empty value";
     return zel::kErrUnexpected;
   }
   if (!versionValue) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't find OS version in given SuSE-release";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't find OS version in given SuSE-release";
     return zel::kErrNotFound;
   }
   const std::optional<std::string_view> patchLevel = FirstValue(pairs, "PATCHLEVEL");
   if (patchLevel && patchLevel->empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "OS patchlevel has empty value";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "OS patchlevel has empty value";
     return zel::kErrUnexpected;
   }
   // The header ends where any character of the version first occurs:
@@ -268,7 +265,7 @@ zel::result_t LinuxReleaseParser::DebianVersion(std::string_view content, zel::s
                                                 zel::string& version) {
   const std::string_view versionValue = TrimSet(content, kLineBlanks);
   if (versionValue.empty()) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't find OS version in given debian_version";
+    ZEL_TRACE(host_.trace, zel::kTraceError) << "Can't find OS version in given debian_version";
     return zel::kErrUnexpected;
   }
   name.assign(kDebianName);

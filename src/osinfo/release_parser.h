@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "osinfo/release_files.h"
+#include "runtime/host_providers.h"
 #include "runtime/string.h"
 #include "runtime/trace.h"
 #include "vor/host_services.h"
@@ -35,8 +36,6 @@ class LinuxReleaseParser {
   // zel::GetInterfaceException when either cannot be had.
   explicit LinuxReleaseParser(zel::IServiceLocator* locator);
   ~LinuxReleaseParser();
-  LinuxReleaseParser(const LinuxReleaseParser&) = delete;
-  LinuxReleaseParser& operator=(const LinuxReleaseParser&) = delete;
 
   // NAME and VERSION_ID, or a version derived from the distribution's rules.
   zel::result_t ParseOsRelease(std::string_view content, zel::string& name, zel::string& version);
@@ -61,10 +60,7 @@ class LinuxReleaseParser {
   zel::result_t DebianVersion(std::string_view content, zel::string& name, zel::string& version);
   void Found(std::string_view name, std::string_view version, std::string_view file);
 
-  Ref<zel::IAllocator> allocator_;
-  Ref<zel::ITracer> tracer_;
-  Ref<zel::IServiceLocator> locator_;
-  zel::Tracer trace_;
+  HostProviders host_;
 };
 
 }  // namespace vor

@@ -77,27 +77,24 @@ bool ExtractPath(const zel::Tracer& trace, zel::IXmlNode* entry, const PathValue
 
 
 // The process list's words for the walk's faults; extraction words a few of
-// them differently, and its entry reader traces its own refusals.
+// them differently.
 class ProcessListReporter final : public xml::ListReporter {
  public:
-  ProcessListReporter(const zel::Tracer& trace, bool extracting)
-      : trace_(trace), extracting_(extracting) {}
+  using ListReporter::ListReporter;
 
-  void Fault(ListFault fault, std::uint32_t i, std::uint32_t j, zel::result_t code) override {
-    if (fault == ListFault::kBadEntry && extracting_) return;
-    zel::TraceLine line(trace_, zel::kTraceError);
-    if (!line) return;
+ protected:
+  void Describe(ListFault fault, std::uint32_t i, std::uint32_t j, zel::TraceLine& line) override {
     switch (fault) {
       case ListFault::kListCount:
-        line << (extracting_ ? "Can't get vor list count" : "Can't get vor process list count");
+        line << (extracting() ? "Can't get vor list count" : "Can't get vor process list count");
         break;
-      case ListFault::kNoLists: line << "No vor process list in config!"; return;
+      case ListFault::kNoLists: line << "No vor process list in config!"; break;
       case ListFault::kGetList: line << "Can't get vor process list " << i; break;
       case ListFault::kListName: line << "Can't get vor process list node name " << i; break;
-      case ListFault::kWrongListName: line << "Invalid vor process list node name!"; return;
+      case ListFault::kWrongListName: line << "Invalid vor process list node name!"; break;
       case ListFault::kEntryCount:
         line << "Can't get vor process list ";
-        if (extracting_) {
+        if (extracting()) {
           line << "0x" << zel::Hex{i};
         } else {
           line << i;
@@ -108,14 +105,9 @@ class ProcessListReporter final : public xml::ListReporter {
       case ListFault::kBadEntry:
         line << "Can't validate vor process list " << i << " entry " << j;
         break;
-      case ListFault::kNoEntries: line << "No vor process list items in config!"; return;
+      case ListFault::kNoEntries: line << "No vor process list items in config!"; break;
     }
-    line << " with error 0x" << zel::Hex{code};
   }
-
- private:
-  const zel::Tracer& trace_;
-  bool extracting_;
 };
 
 class EntryValidator final : public xml::ListVisitor {

@@ -7,6 +7,18 @@
 
 namespace vor::xml {
 
+void ListReporter::Fault(ListFault fault, std::uint32_t list, std::uint32_t entry,
+                         zel::result_t code) {
+  if (fault == ListFault::kBadEntry && extracting_) return;
+  zel::TraceLine line(trace_, zel::kTraceError);
+  if (!line) return;
+  Describe(fault, list, entry, line);
+  if (fault != ListFault::kNoLists && fault != ListFault::kWrongListName &&
+      fault != ListFault::kNoEntries) {
+    line << " with error 0x" << zel::Hex{code};
+  }
+}
+
 zel::result_t WalkLists(zel::IXmlNode* document, const ListShape& shape, zel::IAllocator* allocator,
                    ListReporter& reporter, ListVisitor& visitor) {
   if (document == nullptr) return zel::kErrInvalidArgument;

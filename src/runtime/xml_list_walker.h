@@ -32,14 +32,26 @@ enum class ListFault {
   kNoEntries,      // no entry was accepted, and one is required
 };
 
-// Hears of every fault of a walk, once each, and words its trace line.
+// Traces each fault of a walk once, at level 300, in the words of the list
+// being read. During extraction a refused entry was already traced by the
+// entry reader, so it is not reported twice.
 class ListReporter {
  public:
-  virtual void Fault(ListFault fault, std::uint32_t list, std::uint32_t entry,
-                     zel::result_t code) = 0;
+  ListReporter(const zel::Tracer& trace, bool extracting)
+      : trace_(trace), extracting_(extracting) {}
+  void Fault(ListFault fault, std::uint32_t list, std::uint32_t entry, zel::result_t code);
 
  protected:
   ~ListReporter() = default;
+  // Writes what went wrong; " with error 0x<code>" follows where the fault
+  // carries a host code.
+  virtual void Describe(ListFault fault, std::uint32_t list, std::uint32_t entry,
+                        zel::TraceLine& line) = 0;
+  bool extracting() const { return extracting_; }
+
+ private:
+  const zel::Tracer& trace_;
+  bool extracting_;
 };
 
 // Handed each entry of each list, in document order.
