@@ -5,6 +5,7 @@
 
 #include <string_view>
 
+#include "runtime/result.h"
 #include "runtime/string.h"
 #include "vor/host_services.h"
 
@@ -19,24 +20,27 @@ result_t ToUtf8(std::u16string_view in, string& out) noexcept;
 // Replaces `out` with the UTF-16 form of `in`; 0x80000300 for invalid UTF-8.
 result_t ToUtf16(std::string_view in, u16string& out) noexcept;
 
-// Sinks that assign into a framework string; Assign never throws.
-class StringSink final : public IStringOut {
+// Sinks through which hosts hand text back into a framework string; Assign
+// never throws: running out of memory gives 0x80000041.
+template <class Out, class Char>
+class BasicStringSink final : public Out {
  public:
-  explicit StringSink(string& target) : target_(target) {}
-  result_t Assign(const char* data, std::size_t size) override;
+  explicit BasicStringSink(basic_string_t<Char>& target) : target_(target) {}
+  result_t Assign(const Char* data, std::size_t size) override {
+    if (data == nullptr && size != 0) return kErrInvalidArgument;
+    try {
+      target_.assign(std::basic_string_view<Char>(data, size));
+      return kOk;
+    } catch (...) {
+      return kErrOutOfMemory;
+    }
+  }
 
  private:
-  string& target_;
+  basic_string_t<Char>& target_;
 };
-
-class WideStringSink final : public IWideStringOut {
- public:
-  explicit WideStringSink(u16string& target) : target_(target) {}
-  result_t Assign(const char16_t* data, std::size_t size) override;
-
- private:
-  u16string& target_;
-};
+using StringSink = BasicStringSink<IStringOut, char>;
+using WideStringSink = BasicStringSink<IWideStringOut, char16_t>;
 
 }  // namespace zel
 
