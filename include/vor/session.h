@@ -1,0 +1,131 @@
+/* libvor-host: the reference host as a C API, for programs in any language.
+ *
+ * A session loads libvor.so, gives it the reference host's services (heap
+ * allocator, tracer, POSIX files, a storage directory, pugixml, feature flags
+ * and environment values), creates and verifies the criticality service, and
+ * answers checks from any number of threads at once.
+ *
+ *   vor_session* session;
+ *   if (vor_session_open(NULL, &session) == VOR_OK) {
+ *     bool critical;
+ *     if (vor_session_check_file(session, "/usr/bin/ls", &critical) == VOR_OK)
+ *       printf("%s\n", critical ? "critical" : "not critical");
+ *     vor_session_close(session);
+ *   }
+ *
+ * Every function returns a result code of <vor/result.h>; none aborts or
+ * throws into the caller. A null or otherwise unusable argument gives
+ * VOR_E_INVALID_ARGUMENT. On a failure `*critical` is false: a question that
+ * was not answered is never reported critical. */
+#ifndef VOR_SESSION_H_
+#define VOR_SESSION_H_
+
+#include <stddef.h>
+#include <stdint.h>
+#ifndef __cplusplus
+#include <stdbool.h>
+#endif
+
+#include "vor/result.h"
+
+#if defined(VOR_HOST_BUILDING)
+#define VOR_HOST_API __attribute__((visibility("default")))
+#else
+#define VOR_HOST_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct vor_session vor_session;
+
+/* Receives one trace line of the module (no line end) with its level. */
+typedef void (*vor_trace_fn)(void* context, uint32_t level, const char* line);
+
+/* Trace levels of the module's lines. */
+#define VOR_TRACE_NONE 0u
+#define VOR_TRACE_ERROR 300u
+#define VOR_TRACE_WARNING 500u
+#define VOR_TRACE_INFO 700u
+#define VOR_TRACE_DEBUG 800u
+
+typedef struct vor_session_options {
+  /* sizeof(vor_session_options) as the caller knows it, so that the struct
+   * can grow: fields past `size` take their defaults. */
+  size_t size;
+  /* The libvor.so to load; NULL: the installed one, found beside libvor-host. */
+  const char* module_path;
+  /* The storage directory vor_proc.xms is read from; NULL: an empty storage. */
+  const char* storage_dir;
+  /* Absolute paths of the host's file layer (release files, the test sample)
+   * are read below this directory; NULL: "/". */
+  const char* root;
+  /* NULL-terminated arrays of "NAME=VALUE": host feature flags, and host
+   * environment values for %NAME% expansion. NULL: none. */
+  const char* const* flags;
+  const char* const* environment;
+  /* The module's lines up to this level go to `trace`; VOR_TRACE_NONE: none. */
+  uint32_t trace_level;
+  vor_trace_fn trace;
+  void* trace_context;
+} vor_session_options;
+
+/* Opens a session; NULL options mean the defaults above. */
+VOR_HOST_API uint32_t vor_session_open(const vor_session_options* options, vor_session** out);
+
+/* Asks the module whether a file (a UTF-8 path, passed as it stands) or a
+ * running process is critical to the operating system. */
+VOR_HOST_API uint32_t vor_session_check_file(vor_session* session, const char* utf8_path,
+                                             bool* critical);
+VOR_HOST_API uint32_t vor_session_check_pid(vor_session* session, uint32_t pid, bool* critical);
+
+/* As above, and hands `line` the module's own trace lines of this one call
+ * (up to VOR_TRACE_INFO): why the answer is what it is. */
+VOR_HOST_API uint32_t vor_session_explain_file(vor_session* session, const char* utf8_path,
+                                               bool* critical, vor_trace_fn line,
+                                               void* context);
+VOR_HOST_API uint32_t vor_session_explain_pid(vor_session* session, uint32_t pid, bool* critical,
+                                              vor_trace_fn line, void* context);
+
+/* Reads the storage again with a new service instance, so that a changed
+ * vor_proc.xms takes effect. When the new process list is unusable, the
+ * instance in force stays and its failure is returned. */
+VOR_HOST_API uint32_t vor_session_reload(vor_session* session);
+
+/* The process list in force. */
+typedef enum vor_list_state {
+  VOR_LIST_NONE = 0,   /* no vor_proc.xms in storage: an empty list, a normal state */
+  VOR_LIST_LOADED = 1, /* read; `entries` entries */
+  VOR_LIST_FAILED = 2  /* present but unreadable, malformed or rejected */
+} vor_list_state;
+
+typedef struct vor_list_status {
+  uint32_t state;   /* vor_list_state */
+  uint32_t entries; /* VOR_LIST_LOADED: the entries in force */
+  uint32_t result;  /* VOR_LIST_FAILED: why */
+  /* Malformed XML: where the parser stopped (from 1) and what it said;
+   * 0 and "" otherwise. */
+  uint32_t line;
+  uint32_t column;
+  char description[128];
+} vor_list_status;
+
+VOR_HOST_API uint32_t vor_session_list_status(vor_session* session, vor_list_status* status);
+
+/* The loaded module's version, "major.minor.build.revision"; valid while the
+ * session is open. NULL for a null session. */
+VOR_HOST_API const char* vor_session_module_version(vor_session* session);
+
+/* The text of a result code ("Invalid argument"), never NULL, static. */
+VOR_HOST_API const char* vor_result_message(uint32_t code);
+
+/* Releases the service and unloads the module once it says it may be
+ * unloaded. NULL is ignored. */
+VOR_HOST_API void vor_session_close(vor_session* session);
+
+#ifdef __cplusplus
+}  /* extern "C" */
+#endif
+
+#endif /* VOR_SESSION_H_ */
