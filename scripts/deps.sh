@@ -1,13 +1,18 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building and testing need, when run as
-# root and something is missing. With --fuzz it adds clang for the fuzzers.
+# root and something is missing. --fuzz adds clang for the fuzzers, --valgrind
+# valgrind for CI's memcheck stage.
 set -euo pipefail
 
 packages=(cmake ninja-build g++ binutils libgtest-dev libgmock-dev libbenchmark-dev
           libpugixml-dev libcli11-dev nlohmann-json3-dev)
-if [[ "${1:-}" == "--fuzz" ]]; then
-  packages+=(clang libclang-rt-dev)
-fi
+for flag in "$@"; do
+  case "$flag" in
+    --fuzz) packages+=(clang libclang-rt-dev) ;;
+    --valgrind) packages+=(valgrind) ;;
+    *) echo "usage: $0 [--fuzz] [--valgrind]" >&2; exit 2 ;;
+  esac
+done
 
 missing=()
 for package in "${packages[@]}"; do

@@ -9,16 +9,20 @@
 
 namespace vor::testing {
 
+void RegisterFileServices(TestingHost& host) {
+  zel::result_t code = 0;
+  Ref<host::LumoFileFactory> files = host::LumoFileFactory::Create("/", &code);
+  ASSERT_TRUE(files) << std::hex << code;
+  host.Register(zel::ILumoFileFactory::kIid, files.get(), zel::ILumoFileFactory::kServiceId);
+  host.Register(zel::IXmlFactory::kIid, host::MakeHostObject<host::XmlFactory>().get());
+}
+
 void ServiceTest::SetUp() {
   char dir[] = "/tmp/vor-service-XXXXXX";
   ASSERT_NE(mkdtemp(dir), nullptr);
   dir_ = dir;
   storage_ = host::MakeHostObject<host::DirectoryStorage>(dir_);
-  zel::result_t code = 0;
-  Ref<host::LumoFileFactory> files = host::LumoFileFactory::Create("/", &code);
-  ASSERT_TRUE(files) << std::hex << code;
-  host_.Register(zel::ILumoFileFactory::kIid, files.get(), zel::ILumoFileFactory::kServiceId);
-  host_.Register(zel::IXmlFactory::kIid, host::MakeHostObject<host::XmlFactory>().get());
+  ASSERT_NO_FATAL_FAILURE(RegisterFileServices(host_));
 }
 
 void ServiceTest::TearDown() {

@@ -16,6 +16,9 @@
 
 namespace vor::testing {
 
+// Registers the reference host's file and XML factories, the services Verify reads through.
+void RegisterFileServices(TestingHost& host);
+
 class ServiceTest : public ::testing::Test {
  protected:
   void SetUp() override;
