@@ -21,7 +21,7 @@ class TraceTest : public ::testing::Test {
 TEST_F(TraceTest, FormatsValuesWithPrefix) {
   const void* pointer = reinterpret_cast<const void*>(0x55d0c3a1e2f0);
   ZEL_TRACE(trace_, kTraceInfo) << "Path <" << std::u16string_view(u"/usr/bin/\u00e9") << "> "
-                                << 42u << ' ' << -7 << " 0x" << Hex{0x8000006b} << " 0x"
+                                << 42u << ' ' << -7 << " 0x" << Hex{kErrNotInitialized} << " 0x"
                                 << Hex{1} << ' ' << Ptr{pointer} << ' ' << Ptr{nullptr};
   ASSERT_EQ(sink_->entries().size(), 1u);
   EXPECT_EQ(sink_->entries()[0].level, kTraceInfo);
