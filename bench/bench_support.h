@@ -39,7 +39,7 @@ class CountingAllocator : public host::HostObject<zel::IAllocator> {
 class SilentTracer : public host::HostObject<zel::ITracer> {
  public:
   zel::result_t BeginRecord(std::uint32_t, zel::TraceRecord*, std::uint32_t) override {
-    return 0x8000007a;
+    return zel::kErrTraceLevelProhibited;
   }
 };
 

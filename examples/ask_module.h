@@ -13,10 +13,10 @@ inline zel::result_t IsCriticalFile(const char* modulePath, zel::IServiceLocator
                                     zel::IStorage* storage, const char16_t* path, bool* critical) {
   using namespace app_core::service_manager;
   void* module = dlopen(modulePath, RTLD_NOW | RTLD_LOCAL);
-  if (module == nullptr) return 0x80010112;  // "Module not found"
+  if (module == nullptr) return zel::kErrModuleNotFound;
   auto getFactory = reinterpret_cast<zelGetObjectFactoryFn>(dlsym(module, "zelGetObjectFactory"));
   auto canUnload = reinterpret_cast<zelCanUnloadModuleFn>(dlsym(module, "zelCanUnloadModule"));
-  zel::result_t code = 0x80010107;  // "Symbol not found"
+  zel::result_t code = zel::kErrSymbolNotFound;
   {
     vor::Ref<zel::IObjectFactory> factory;
     vor::Ref<vor::ICorvane2> service;

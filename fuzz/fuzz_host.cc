@@ -8,8 +8,6 @@ namespace vor::fuzz {
 namespace {
 
 constexpr char kMarker = '\xa5';
-constexpr zel::result_t kDisabled = 0x8000007a;
-constexpr zel::result_t kInvalidArgument = 0x80000046;
 
 }  // namespace
 
@@ -21,7 +19,7 @@ void CheckFailed(const char* condition, const char* file, int line) {
 zel::result_t CheckingTracer::BeginRecord(std::uint32_t level, zel::TraceRecord* record,
                                           std::uint32_t capacity) {
   FUZZ_CHECK(record != nullptr);
-  if (level > threshold_) return kDisabled;
+  if (level > threshold_) return zel::kErrTraceLevelProhibited;
   // A record still open here would be one the module never committed.
   FUZZ_CHECK(begun_ == committed_);
   const std::uint32_t given = capacity_ != kAsAsked ? capacity_ : capacity;
@@ -56,7 +54,7 @@ void CheckingTracer::Commit(zel::TraceRecord* record) {
 }
 
 zel::result_t MemoryStorage::Open(const char16_t* name, std::uint32_t, zel::IIo** out) {
-  if (name == nullptr || out == nullptr) return kInvalidArgument;
+  if (name == nullptr || out == nullptr) return zel::kErrInvalidArgument;
   return files_->Open(name, zel::ILumoFileFactory::kAccessRead, zel::ILumoFileFactory::kShareRead,
                       zel::ILumoFileFactory::kOpenExisting, 0, out);
 }

@@ -4,6 +4,7 @@
 // at `length`, inside the buffer); here the text is compared with a model.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstddef>
 #include <cstdint>
@@ -145,8 +146,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FUZZ_CHECK(tracer.committed() == tracer.begun());
   if (!enabled) return 0;
   const std::string& text = tracer.last_line();
-  const std::size_t granted =
-      capacity != vor::fuzz::CheckingTracer::kAsAsked ? capacity : zel::kTraceCapacity;
+  // A record holds at most kTraceCapacity bytes, whatever the host grants.
+  const std::size_t granted = std::min<std::size_t>(
+      capacity != vor::fuzz::CheckingTracer::kAsAsked ? capacity : zel::kTraceCapacity,
+      zel::kTraceCapacity);
   if (nullText || granted == 0) {
     FUZZ_CHECK(text.empty());
     return 0;

@@ -31,9 +31,9 @@ DirectoryStorage::~DirectoryStorage() {
 }
 
 zel::result_t DirectoryStorage::Open(const char16_t* name, std::uint32_t mode, zel::IIo** out) {
-  if (out == nullptr) return kHostInvalidArgument;
+  if (out == nullptr) return zel::kErrInvalidArgument;
   *out = nullptr;
-  if (name == nullptr) return kHostInvalidArgument;
+  if (name == nullptr) return zel::kErrInvalidArgument;
   if (mode != zel::IStorage::kModeRead) return kNotSupported;
 
   std::string narrow;
@@ -43,7 +43,7 @@ zel::result_t DirectoryStorage::Open(const char16_t* name, std::uint32_t mode, z
       return kInvalidPathName;
     }
   } catch (const std::bad_alloc&) {
-    return 0x80000041;
+    return zel::kErrOutOfMemory;
   }
   if (!IsPlainName(narrow)) return kInvalidPathName;
   if (directory_.empty()) return kFileNotFound;
@@ -71,9 +71,9 @@ zel::result_t DirectoryStorage::Open(const char16_t* name, std::uint32_t mode, z
     return ResultFromErrno(error);
   }
   Ref<zel::IIo> file = PosixFile::Adopt(fd);
-  if (!file) return 0x80000041;
+  if (!file) return zel::kErrOutOfMemory;
   *out = file.detach();
-  return kHostOk;
+  return zel::kOk;
 }
 
 }  // namespace vor::host

@@ -14,10 +14,10 @@ namespace vor::host {
 
 class DirectoryStorage : public HostObject<zel::IStorage> {
  public:
-  static constexpr zel::result_t kNotSupported = 0x80000042;
-  static constexpr zel::result_t kAccessDenied = 0x80000045;
-  static constexpr zel::result_t kFileNotFound = 0x80010102;
-  static constexpr zel::result_t kInvalidPathName = 0x80010109;
+  static constexpr zel::result_t kNotSupported = zel::kErrNotSupported;
+  static constexpr zel::result_t kAccessDenied = zel::kErrAccessDenied;
+  static constexpr zel::result_t kFileNotFound = zel::kErrFileNotFound;
+  static constexpr zel::result_t kInvalidPathName = zel::kErrInvalidPathName;
 
   // An empty `directory` makes an empty storage: every Open finds nothing.
   explicit DirectoryStorage(std::string directory);

@@ -50,12 +50,12 @@ std::u16string Environment::Expand(std::u16string_view text) const {
 }
 
 zel::result_t Environment::ExpandStrings(const char16_t* text, zel::IWideStringOut* out) {
-  if (text == nullptr || out == nullptr) return kHostInvalidArgument;
+  if (text == nullptr || out == nullptr) return zel::kErrInvalidArgument;
   try {
     const std::u16string expanded = Expand(text);
     return out->Assign(expanded.data(), expanded.size());
   } catch (const std::bad_alloc&) {
-    return kOutOfMemory;
+    return zel::kErrOutOfMemory;
   }
 }
 

@@ -15,9 +15,6 @@ namespace vor::host {
 
 class Environment : public HostObject<zel::IEnvironment> {
  public:
-  static constexpr zel::result_t kInvalidText = 0x80000300;
-  static constexpr zel::result_t kOutOfMemory = 0x80000041;
-
   // Name and value as UTF-8; false when either is not valid UTF-8.
   bool Set(std::string_view name, std::string_view value);
 

@@ -17,7 +17,7 @@ void FeatureFlags::Set(std::string name, std::string value) {
 }
 
 zel::result_t FeatureFlags::GetFlag(const char* name, zel::IStringOut* value) {
-  if (name == nullptr || value == nullptr) return kHostInvalidArgument;
+  if (name == nullptr || value == nullptr) return zel::kErrInvalidArgument;
   std::shared_lock<std::shared_mutex> hold(mutex_);
   const auto found = flags_.find(std::string_view(name));
   if (found == flags_.end()) return kNotSet;

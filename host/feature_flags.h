@@ -20,7 +20,7 @@ std::optional<std::pair<std::string, std::string>> ParseAssignment(std::string_v
 
 class FeatureFlags : public HostObject<zel::IFeatureFlags> {
  public:
-  static constexpr zel::result_t kNotSet = 0x8000004c;
+  static constexpr zel::result_t kNotSet = zel::kErrNotFound;
 
   void Set(std::string name, std::string value);
   // The flag's value, or kNotSet for an unknown name.

@@ -13,10 +13,6 @@
 
 namespace vor::host {
 
-inline constexpr zel::result_t kHostOk = 0;
-inline constexpr zel::result_t kHostNoInterface = 0x80000001;
-inline constexpr zel::result_t kHostInvalidArgument = 0x80000046;
-
 template <class Interface>
 class HostObject : public Interface {
  public:
@@ -27,16 +23,16 @@ class HostObject : public Interface {
     return count;
   }
   zel::result_t QueryInterface(std::uint32_t iid, void** out) override {
-    if (out == nullptr) return kHostInvalidArgument;
+    if (out == nullptr) return zel::kErrInvalidArgument;
     bool known = iid == zel::IObject::kMainIid;
     if constexpr (requires { Interface::kIid; }) known = known || iid == Interface::kIid;
     if (!known) {
       *out = nullptr;
-      return kHostNoInterface;
+      return zel::kErrNoInterface;
     }
     AddRef();
     *out = static_cast<Interface*>(this);
-    return kHostOk;
+    return zel::kOk;
   }
 
  protected:

@@ -24,7 +24,7 @@ bool ToNarrowPath(const char16_t* path, std::string& out) {
 }  // namespace
 
 Ref<LumoFileFactory> LumoFileFactory::Create(const std::string& root, zel::result_t* code) {
-  if (code != nullptr) *code = kHostOk;
+  if (code != nullptr) *code = zel::kOk;
   int rootFd = -1;
   if (!root.empty() && root != "/") {
     rootFd = ::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
@@ -36,7 +36,7 @@ Ref<LumoFileFactory> LumoFileFactory::Create(const std::string& root, zel::resul
   auto* factory = new (std::nothrow) LumoFileFactory(rootFd);
   if (factory == nullptr) {
     if (rootFd >= 0) ::close(rootFd);
-    if (code != nullptr) *code = 0x80000041;
+    if (code != nullptr) *code = zel::kErrOutOfMemory;
     return nullptr;
   }
   return Ref<LumoFileFactory>::Adopt(factory);
@@ -63,10 +63,10 @@ int LumoFileFactory::OpenDescriptor(const std::string& path, int openFlags) cons
 zel::result_t LumoFileFactory::Open(const char16_t* path, std::uint32_t access,
                                     std::uint32_t share, std::uint32_t disposition,
                                     std::uint32_t flags, zel::IIo** out) {
-  if (out == nullptr) return kHostInvalidArgument;
+  if (out == nullptr) return zel::kErrInvalidArgument;
   *out = nullptr;
   if (path == nullptr || (share & ~kShareReadWrite) != 0 || flags != 0) {
-    return kHostInvalidArgument;
+    return zel::kErrInvalidArgument;
   }
   if (access != kAccessRead || disposition != kOpenExisting) return kFileNotImplemented;
 
@@ -74,7 +74,7 @@ zel::result_t LumoFileFactory::Open(const char16_t* path, std::uint32_t access,
   try {
     if (!ToNarrowPath(path, narrow)) return kFileInvalidText;
   } catch (const std::bad_alloc&) {
-    return 0x80000041;
+    return zel::kErrOutOfMemory;
   }
   if (narrow.empty() || narrow.front() != '/') return kFileInvalidPath;
 
@@ -100,9 +100,9 @@ zel::result_t LumoFileFactory::Open(const char16_t* path, std::uint32_t access,
     return code;
   }
   Ref<zel::IIo> file = PosixFile::Adopt(fd);
-  if (!file) return 0x80000041;
+  if (!file) return zel::kErrOutOfMemory;
   *out = file.detach();
-  return kHostOk;
+  return zel::kOk;
 }
 
 }  // namespace vor::host

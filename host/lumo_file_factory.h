@@ -14,11 +14,11 @@
 namespace vor::host {
 
 // Result codes particular to the file factory.
-inline constexpr zel::result_t kFileNotSupported = 0x80000042;   // no openat2 in this kernel
-inline constexpr zel::result_t kFileNotRegular = 0x80000045;     // directory, FIFO, device...
-inline constexpr zel::result_t kFileNotImplemented = 0x80000043; // a mode other than reading
-inline constexpr zel::result_t kFileInvalidPath = 0x80010109;    // not absolute
-inline constexpr zel::result_t kFileInvalidText = 0x80000300;    // path is not valid UTF-16
+inline constexpr zel::result_t kFileNotSupported = zel::kErrNotSupported;  // no openat2 in this kernel
+inline constexpr zel::result_t kFileNotRegular = zel::kErrAccessDenied;  // directory, FIFO, device...
+inline constexpr zel::result_t kFileNotImplemented = zel::kErrNotImplemented;  // a mode other than reading
+inline constexpr zel::result_t kFileInvalidPath = zel::kErrInvalidPathName;  // not absolute
+inline constexpr zel::result_t kFileInvalidText = zel::kErrInvalidSymbol;  // path is not valid UTF-16
 
 class LumoFileFactory final : public HostObject<zel::ILumoFileFactory> {
  public:

@@ -9,36 +9,30 @@
 #include <new>
 
 namespace vor::host {
-namespace {
-
-constexpr zel::result_t kOutOfMemory = 0x80000041;
-constexpr zel::result_t kPlatformFailure = 0x80010100;
-
-}  // namespace
 
 zel::result_t ResultFromErrno(int error) {
   switch (error) {
-    case 0: return kHostOk;
+    case 0: return zel::kOk;
     case EPERM:
-    case EACCES: return 0x80000045;
-    case ENOENT: return 0x80010102;
-    case EIO: return 0x80000059;
-    case EBADF: return 0x80010101;
-    case ENOMEM: return kOutOfMemory;
+    case EACCES: return zel::kErrAccessDenied;
+    case ENOENT: return zel::kErrFileNotFound;
+    case EIO: return zel::kErrMedia;
+    case EBADF: return zel::kErrInvalidHandle;
+    case ENOMEM: return zel::kErrOutOfMemory;
     case EBUSY:
-    case ETXTBSY: return 0x8000004f;
-    case EEXIST: return 0x80010105;
-    case ENOTDIR: return 0x80010103;
-    case EINVAL: return kHostInvalidArgument;
-    case EFBIG: return 0x80000078;
-    case ENOSPC: return 0x80000062;
-    case ENAMETOOLONG: return 0x8000005c;
-    case ELOOP: return 0x8000006a;
-    case EOVERFLOW: return 0x80000044;
+    case ETXTBSY: return zel::kErrLocked;
+    case EEXIST: return zel::kErrAlreadyExists;
+    case ENOTDIR: return zel::kErrPathNotFound;
+    case EINVAL: return zel::kErrInvalidArgument;
+    case EFBIG: return zel::kErrFileTooBig;
+    case ENOSPC: return zel::kErrOutOfSpace;
+    case ENAMETOOLONG: return zel::kErrInvalidSize;
+    case ELOOP: return zel::kErrInvalidState;
+    case EOVERFLOW: return zel::kErrBufferTooSmall;
     default: break;
   }
   const auto value = static_cast<unsigned>(error);
-  return value < 65536 ? 0x80060000u | value : kPlatformFailure;
+  return value < 65536 ? 0x80060000u | value : zel::kErrPlatform;
 }
 
 Ref<zel::IIo> PosixFile::Adopt(int fd) {
@@ -55,7 +49,7 @@ PosixFile::~PosixFile() { ::close(fd_); }
 
 zel::result_t PosixFile::Read(void* buffer, std::uint32_t size, std::uint32_t* bytesRead) {
   if (bytesRead != nullptr) *bytesRead = 0;
-  if (buffer == nullptr && size != 0) return kHostInvalidArgument;
+  if (buffer == nullptr && size != 0) return zel::kErrInvalidArgument;
   std::uint32_t done = 0;
   while (done < size) {
     const ssize_t n = ::read(fd_, static_cast<char*>(buffer) + done, size - done);
@@ -69,13 +63,13 @@ zel::result_t PosixFile::Read(void* buffer, std::uint32_t size, std::uint32_t* b
     done += static_cast<std::uint32_t>(n);
   }
   if (bytesRead != nullptr) *bytesRead = done;
-  return kHostOk;
+  return zel::kOk;
 }
 
 zel::result_t PosixFile::Write(const void* buffer, std::uint32_t size,
                                std::uint32_t* bytesWritten) {
   if (bytesWritten != nullptr) *bytesWritten = 0;
-  if (buffer == nullptr && size != 0) return kHostInvalidArgument;
+  if (buffer == nullptr && size != 0) return zel::kErrInvalidArgument;
   std::uint32_t done = 0;
   while (done < size) {
     const ssize_t n = ::write(fd_, static_cast<const char*>(buffer) + done, size - done);
@@ -88,7 +82,7 @@ zel::result_t PosixFile::Write(const void* buffer, std::uint32_t size,
     done += static_cast<std::uint32_t>(n);
   }
   if (bytesWritten != nullptr) *bytesWritten = done;
-  return kHostOk;
+  return zel::kOk;
 }
 
 zel::result_t PosixFile::Seek(std::int64_t offset, std::uint32_t origin,
@@ -98,31 +92,31 @@ zel::result_t PosixFile::Seek(std::int64_t offset, std::uint32_t origin,
     case kSeekBegin: whence = SEEK_SET; break;
     case kSeekCurrent: whence = SEEK_CUR; break;
     case kSeekEnd: whence = SEEK_END; break;
-    default: return kHostInvalidArgument;
+    default: return zel::kErrInvalidArgument;
   }
   const off_t result = ::lseek(fd_, static_cast<off_t>(offset), whence);
   if (result < 0) return ResultFromErrno(errno);
   if (position != nullptr) *position = static_cast<std::uint64_t>(result);
-  return kHostOk;
+  return zel::kOk;
 }
 
 zel::result_t PosixFile::SetSize(std::uint64_t size) {
   if (size > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) {
-    return kHostInvalidArgument;
+    return zel::kErrInvalidArgument;
   }
   while (::ftruncate(fd_, static_cast<off_t>(size)) != 0) {
     if (errno != EINTR) return ResultFromErrno(errno);
   }
-  return kHostOk;
+  return zel::kOk;
 }
 
 zel::result_t PosixFile::GetSize(std::uint64_t* size) {
-  if (size == nullptr) return kHostInvalidArgument;
+  if (size == nullptr) return zel::kErrInvalidArgument;
   *size = 0;
   struct stat info {};
   if (::fstat(fd_, &info) != 0) return ResultFromErrno(errno);
   *size = static_cast<std::uint64_t>(info.st_size);
-  return kHostOk;
+  return zel::kOk;
 }
 
 }  // namespace vor::host

@@ -11,8 +11,8 @@
 
 namespace vor::host {
 
-// Result codes for C library error numbers, the same numbers the module uses
-// (ENOENT gives 0x80010102, EACCES 0x80000045, ...).
+// Result codes for C library error numbers, the same codes the module uses
+// (ENOENT gives zel::kErrFileNotFound, EACCES zel::kErrAccessDenied, ...).
 zel::result_t ResultFromErrno(int error);
 
 class PosixFile final : public HostObject<zel::IIo> {

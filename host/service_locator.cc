@@ -23,8 +23,7 @@ void ServiceLocator::Unregister(std::uint32_t iid, std::uint32_t serviceId) {
 
 zel::result_t ServiceLocator::GetInterface(std::uint32_t iid, std::uint32_t serviceId,
                                            void** out) {
-  constexpr zel::result_t kNotFound = 0x8000004c;
-  if (out == nullptr) return kHostInvalidArgument;
+  if (out == nullptr) return zel::kErrInvalidArgument;
   *out = nullptr;
   std::shared_lock lock(mutex_);
   for (const Entry& entry : entries_) {
@@ -32,7 +31,7 @@ zel::result_t ServiceLocator::GetInterface(std::uint32_t iid, std::uint32_t serv
       return entry.object->QueryInterface(iid, out);
     }
   }
-  return kNotFound;
+  return zel::kErrNotFound;
 }
 
 }  // namespace vor::host

@@ -17,18 +17,17 @@ StreamTracer::~StreamTracer() {
 
 zel::result_t StreamTracer::BeginRecord(std::uint32_t level, zel::TraceRecord* record,
                                         std::uint32_t capacity) {
-  constexpr zel::result_t kDisabled = 0x8000007a;  // "Trace level prohibited"
-  if (record == nullptr || capacity == 0) return kHostInvalidArgument;
+  if (record == nullptr || capacity == 0) return zel::kErrInvalidArgument;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     const bool to_stream = stream_ != nullptr && level <= threshold_;
     const bool to_capture = capturing_ && level <= captureLevel_;
-    if (!to_stream && !to_capture) return kDisabled;
+    if (!to_stream && !to_capture) return zel::kErrTraceLevelProhibited;
   }
   char* text = new (std::nothrow) char[capacity];
-  if (text == nullptr) return 0x80000041;
+  if (text == nullptr) return zel::kErrOutOfMemory;
   *record = {this, text, capacity, 0, level, 0, nullptr};
-  return kHostOk;
+  return zel::kOk;
 }
 
 void StreamTracer::Commit(zel::TraceRecord* record) {

@@ -12,9 +12,6 @@
 namespace vor::host {
 namespace {
 
-constexpr zel::result_t kNotFound = 0x8000004c;
-constexpr zel::result_t kOutOfRange = 0x8000005e;
-
 // Predefined entities and character references only; no DOCTYPE node, no
 // processing instructions or comments in the tree.
 constexpr unsigned kParseOptions = pugi::parse_default;
@@ -36,72 +33,72 @@ class XmlNode : public HostObject<zel::IXmlNode> {
     return Hand(node_.parent(), out);
   }
   zel::result_t GetType(std::uint32_t* type) override {
-    if (type == nullptr) return kHostInvalidArgument;
+    if (type == nullptr) return zel::kErrInvalidArgument;
     *type = node_.type() == pugi::node_document ? kTypeDocument : kTypeElement;
-    return kHostOk;
+    return zel::kOk;
   }
   zel::result_t GetName(zel::IStringOut* name) override {
-    if (name == nullptr) return kHostInvalidArgument;
+    if (name == nullptr) return zel::kErrInvalidArgument;
     const char* text = node_.type() == pugi::node_document ? "" : node_.name();
     return name->Assign(text, std::strlen(text));
   }
   zel::result_t GetChildCount(std::uint32_t* count) override {
-    if (count == nullptr) return kHostInvalidArgument;
+    if (count == nullptr) return zel::kErrInvalidArgument;
     *count = 0;
     const std::vector<pugi::xml_node>* children = Children();
     if (children == nullptr) return XmlFactory::kOutOfMemory;
     *count = static_cast<std::uint32_t>(children->size());
-    return kHostOk;
+    return zel::kOk;
   }
   zel::result_t FindChild(const char* name, zel::IXmlNode** out) override {
     if (out != nullptr) *out = nullptr;
-    if (name == nullptr || out == nullptr) return kHostInvalidArgument;
+    if (name == nullptr || out == nullptr) return zel::kErrInvalidArgument;
     return Hand(node_.child(name), out);
   }
   zel::result_t GetChild(std::uint32_t index, zel::IXmlNode** out) override {
-    if (out == nullptr) return kHostInvalidArgument;
+    if (out == nullptr) return zel::kErrInvalidArgument;
     *out = nullptr;
     const std::vector<pugi::xml_node>* children = Children();
     if (children == nullptr) return XmlFactory::kOutOfMemory;
-    if (index >= children->size()) return kOutOfRange;
+    if (index >= children->size()) return zel::kErrOutOfRange;
     return Hand((*children)[index], out);
   }
   zel::result_t GetText(zel::IStringOut* text) override {
-    if (text == nullptr) return kHostInvalidArgument;
+    if (text == nullptr) return zel::kErrInvalidArgument;
     const char* value = node_.text().get();
     return text->Assign(value, std::strlen(value));
   }
   zel::result_t GetValueCount(std::uint32_t* count) override {
-    if (count == nullptr) return kHostInvalidArgument;
+    if (count == nullptr) return zel::kErrInvalidArgument;
     std::uint32_t n = 0;
     for (pugi::xml_attribute a = node_.first_attribute(); a; a = a.next_attribute()) ++n;
     *count = n;
-    return kHostOk;
+    return zel::kOk;
   }
   zel::result_t GetValueName(std::uint32_t index, zel::IStringOut* name) override {
-    if (name == nullptr) return kHostInvalidArgument;
+    if (name == nullptr) return zel::kErrInvalidArgument;
     pugi::xml_attribute a = node_.first_attribute();
     for (std::uint32_t i = 0; a && i < index; ++i) a = a.next_attribute();
-    if (!a) return kOutOfRange;
+    if (!a) return zel::kErrOutOfRange;
     return name->Assign(a.name(), std::strlen(a.name()));
   }
   zel::result_t GetValue(const char* name, zel::IStringOut* value,
                          std::uint32_t /*flags*/) override {
-    if (name == nullptr || value == nullptr) return kHostInvalidArgument;
+    if (name == nullptr || value == nullptr) return zel::kErrInvalidArgument;
     pugi::xml_attribute a = node_.attribute(name);
-    if (!a) return kNotFound;
+    if (!a) return zel::kErrNotFound;
     return value->Assign(a.value(), std::strlen(a.value()));
   }
 
  private:
   zel::result_t Hand(pugi::xml_node node, zel::IXmlNode** out) {
-    if (out == nullptr) return kHostInvalidArgument;
+    if (out == nullptr) return zel::kErrInvalidArgument;
     *out = nullptr;
-    if (!node) return kNotFound;
+    if (!node) return zel::kErrNotFound;
     XmlNode* made = new (std::nothrow) XmlNode(tree_, node);
     if (made == nullptr) return XmlFactory::kOutOfMemory;
     *out = made;
-    return kHostOk;
+    return zel::kOk;
   }
 
   // Element children, gathered once so that indexed access over a long list
@@ -134,7 +131,7 @@ zel::result_t HandDocument(std::shared_ptr<Tree> tree, zel::IXmlNode** out) {
   XmlNode* made = new (std::nothrow) XmlNode(std::move(tree), root);
   if (made == nullptr) return XmlFactory::kOutOfMemory;
   *out = made;
-  return kHostOk;
+  return zel::kOk;
 }
 
 // Writes one line to a host tracer, cut to the record's capacity.
@@ -160,7 +157,7 @@ XmlFactory::XmlFactory(zel::ITracer* tracer, std::size_t maxBytes)
 XmlFactory::~XmlFactory() = default;
 
 zel::result_t XmlFactory::CreateDocument(zel::IXmlNode** out) {
-  if (out == nullptr) return kHostInvalidArgument;
+  if (out == nullptr) return zel::kErrInvalidArgument;
   *out = nullptr;
   try {
     return HandDocument(std::make_shared<Tree>(), out);
@@ -171,15 +168,15 @@ zel::result_t XmlFactory::CreateDocument(zel::IXmlNode** out) {
 
 zel::result_t XmlFactory::OpenDocument(zel::IIo* source, std::uint32_t format,
                                        zel::IXmlNode** out) {
-  if (out == nullptr) return kHostInvalidArgument;
+  if (out == nullptr) return zel::kErrInvalidArgument;
   *out = nullptr;
-  if (source == nullptr) return kHostInvalidArgument;
+  if (source == nullptr) return zel::kErrInvalidArgument;
   if (format != zel::IXmlFactory::kFormatXmlText) return kNotSupported;
   try {
     // Refuse an oversized document before reading it when its size is known;
     // the read below enforces the cap for streams that cannot tell.
     std::uint64_t size = 0;
-    if (source->GetSize(&size) == kHostOk && size > maxBytes_) {
+    if (source->GetSize(&size) == zel::kOk && size > maxBytes_) {
       Fail("xml: document of " + std::to_string(size) + " bytes exceeds the limit of " +
            std::to_string(maxBytes_));
       return kTooBig;
@@ -189,7 +186,7 @@ zel::result_t XmlFactory::OpenDocument(zel::IIo* source, std::uint32_t format,
     for (;;) {
       std::uint32_t got = 0;
       const zel::result_t code = source->Read(chunk, sizeof chunk, &got);
-      if (code & 0x80000000u) {
+      if (zel::Failed(code)) {
         Fail("xml: cannot read the document");
         return code;
       }

@@ -21,10 +21,10 @@ class XmlFactory : public HostObject<zel::IXmlFactory> {
  public:
   static constexpr std::size_t kDefaultMaxBytes = 16u << 20;
   // Refused results.
-  static constexpr zel::result_t kNotSupported = 0x80000042;
-  static constexpr zel::result_t kTooBig = 0x80000078;
-  static constexpr zel::result_t kOutOfMemory = 0x80000041;
-  static constexpr zel::result_t kParseError = 0x8000005a;
+  static constexpr zel::result_t kNotSupported = zel::kErrNotSupported;
+  static constexpr zel::result_t kTooBig = zel::kErrFileTooBig;
+  static constexpr zel::result_t kOutOfMemory = zel::kErrOutOfMemory;
+  static constexpr zel::result_t kParseError = zel::kErrInvalidSignature;
 
   // Parse errors are also written to `tracer` (may be null) at level 300.
   explicit XmlFactory(zel::ITracer* tracer = nullptr,

@@ -6,9 +6,9 @@
 
 #include <cstdint>
 
-namespace zel {
+#include "vor/result.h"
 
-using result_t = std::uint32_t;  // bit 31 set = failure
+namespace zel {
 
 class IObject {
  public:

@@ -8,6 +8,7 @@
 #include "vor/module.h"
 #include "vor/ref.h"
 #include "vor/object.h"
+#include "vor/result.h"
 #include "vor/utf.h"
 #include "vor/xml.h"
 

@@ -1,4 +1,7 @@
-#include "runtime/result.h"
+// The one table of result code texts. It needs only vor/result.h and the
+// standard library (src/CMakeLists.txt builds it so), so that a host library
+// can compile this same file; "result.h" is the header beside this one.
+#include "result.h"
 
 #include <array>
 
@@ -32,74 +35,74 @@ constexpr std::array<std::string_view, 0x19> kPlatformTexts = {
 };
 
 constexpr bool InFrameworkBand(result_t code) {
-  return (code >= 0x80000001 && code <= 0x80000180) || code == 0x80000221 ||
-         (code >= 0x80000300 && code <= 0x80000313);
+  return (code >= kErrNoInterface && code <= kErrPropertyNotFound) || code == kErrTimeout ||
+         (code >= kErrInvalidSymbol && code <= kErrDateTimeSyntax);
 }
 
 std::string_view FrameworkBandText(result_t code) {
   switch (code) {
-    case 0x80000001: return "Interface not supported";
-    case 0x80000040: return "Unexpected";
-    case 0x80000041: return "Out of memory";
-    case 0x80000042: return "Not supported";
-    case 0x80000043: return "Not implemented";
-    case 0x80000044: return "Buffer too small";
-    case 0x80000045: return "Access denied";
-    case 0x80000046: return "Invalid argument";
-    case 0x80000047: return "Bad cast";
-    case 0x8000004a: return "Not matched";
-    case 0x8000004b: return "Unspecified error";
-    case 0x8000004c: return "Not found";
-    case 0x8000004d: return "Found";
-    case 0x8000004f: return "Locked";
-    case 0x80000050: return "Not locked";
-    case 0x80000051: return "Operation cancelled";
-    case 0x80000057: return "Method not found";
-    case 0x80000058: return "Stack is empty";
-    case 0x80000059: return "Media error";
-    case 0x8000005a: return "Invalid signature";
-    case 0x8000005b: return "Invalid version";
-    case 0x8000005c: return "Invalid size";
-    case 0x8000005d: return "Invalid type";
-    case 0x8000005e: return "Out of range";
-    case 0x80000062: return "Out of space";
-    case 0x80000063: return "Not ready";
-    case 0x80000064: return "Less than";
-    case 0x80000065: return "More than";
-    case 0x80000066: return "Prohibited";
-    case 0x80000067: return "Already done";
-    case 0x80000068: return "Need reboot";
-    case 0x80000069: return "Bases corrupted";
-    case 0x8000006a: return "Invalid state";
-    case 0x8000006b: return "Not initialized";
-    case 0x8000006c: return "Insufficient resources";
-    case 0x80000071: return "Invalid result";
-    case 0x80000072: return "Unknown exception";
-    case 0x80000076: return "Meta information not found";
-    case 0x80000077: return "Numerical type overflow";
-    case 0x80000078: return "File is too big";
-    case 0x80000079: return "Trace level ok";
-    case 0x8000007a: return "Trace level prohibited";
-    case 0x80000100: return "Class not found";
-    case 0x80000101: return "Settings are required";
-    case 0x80000102: return "Unexpected settings";
-    case 0x80000103: return "Wrong settings type";
-    case 0x80000104: return "Wrong settings revision";
-    case 0x80000105: return "Settings not found";
-    case 0x80000106: return "Object is untrusted";
-    case 0x80000150: return "No current exception";
-    case 0x80000151: return "Exception has no result code";
-    case 0x80000152: return "Exception with successful result code";
-    case 0x80000180: return "Property not found";
-    case 0x80000221: return "Operation timeout";
-    case 0x80000300: return "Invalid symbol";
-    case 0x80000301: return "Non dec symbol";
-    case 0x80000302: return "Non hex symbol";
-    case 0x80000303: return "Non base64 symbol";
-    case 0x80000310: return "Syntax error";
-    case 0x80000311: return "GUID syntax error";
-    case 0x80000312: return "OID syntax error";
-    case 0x80000313: return "DateTime syntax error";
+    case kErrNoInterface: return "Interface not supported";
+    case kErrUnexpected: return "Unexpected";
+    case kErrOutOfMemory: return "Out of memory";
+    case kErrNotSupported: return "Not supported";
+    case kErrNotImplemented: return "Not implemented";
+    case kErrBufferTooSmall: return "Buffer too small";
+    case kErrAccessDenied: return "Access denied";
+    case kErrInvalidArgument: return "Invalid argument";
+    case kErrBadCast: return "Bad cast";
+    case kErrNotMatched: return "Not matched";
+    case kErrUnspecified: return "Unspecified error";
+    case kErrNotFound: return "Not found";
+    case kErrFound: return "Found";
+    case kErrLocked: return "Locked";
+    case kErrNotLocked: return "Not locked";
+    case kErrCancelled: return "Operation cancelled";
+    case kErrMethodNotFound: return "Method not found";
+    case kErrStackEmpty: return "Stack is empty";
+    case kErrMedia: return "Media error";
+    case kErrInvalidSignature: return "Invalid signature";
+    case kErrInvalidVersion: return "Invalid version";
+    case kErrInvalidSize: return "Invalid size";
+    case kErrInvalidType: return "Invalid type";
+    case kErrOutOfRange: return "Out of range";
+    case kErrOutOfSpace: return "Out of space";
+    case kErrNotReady: return "Not ready";
+    case kErrLessThan: return "Less than";
+    case kErrMoreThan: return "More than";
+    case kErrProhibited: return "Prohibited";
+    case kErrAlreadyDone: return "Already done";
+    case kErrNeedReboot: return "Need reboot";
+    case kErrBasesCorrupted: return "Bases corrupted";
+    case kErrInvalidState: return "Invalid state";
+    case kErrNotInitialized: return "Not initialized";
+    case kErrInsufficientResources: return "Insufficient resources";
+    case kErrInvalidResult: return "Invalid result";
+    case kErrUnknownException: return "Unknown exception";
+    case kErrMetaInfoNotFound: return "Meta information not found";
+    case kErrOverflow: return "Numerical type overflow";
+    case kErrFileTooBig: return "File is too big";
+    case kErrTraceLevelOk: return "Trace level ok";
+    case kErrTraceLevelProhibited: return "Trace level prohibited";
+    case kErrClassNotFound: return "Class not found";
+    case kErrSettingsRequired: return "Settings are required";
+    case kErrUnexpectedSettings: return "Unexpected settings";
+    case kErrWrongSettingsType: return "Wrong settings type";
+    case kErrWrongSettingsRevision: return "Wrong settings revision";
+    case kErrSettingsNotFound: return "Settings not found";
+    case kErrUntrusted: return "Object is untrusted";
+    case kErrNoCurrentException: return "No current exception";
+    case kErrNoResultCode: return "Exception has no result code";
+    case kErrSuccessInException: return "Exception with successful result code";
+    case kErrPropertyNotFound: return "Property not found";
+    case kErrTimeout: return "Operation timeout";
+    case kErrInvalidSymbol: return "Invalid symbol";
+    case kErrNonDecSymbol: return "Non dec symbol";
+    case kErrNonHexSymbol: return "Non hex symbol";
+    case kErrNonBase64Symbol: return "Non base64 symbol";
+    case kErrSyntax: return "Syntax error";
+    case kErrGuidSyntax: return "GUID syntax error";
+    case kErrOidSyntax: return "OID syntax error";
+    case kErrDateTimeSyntax: return "DateTime syntax error";
     default: return kUnknown;
   }
 }

@@ -19,7 +19,9 @@ void TraceLine::Begin(ITracer* tracer, std::uint32_t level) noexcept {
   if (tracer->BeginRecord(level, &record_, kTraceCapacity) != kOk) return;
   open_ = true;
   record_.length = 0;
-  limit_ = (record_.text != nullptr && record_.capacity > 0) ? record_.capacity - 1 : 0;
+  // A record holds at most kTraceCapacity bytes, however large a buffer the host grants.
+  const std::uint32_t room = record_.capacity < kTraceCapacity ? record_.capacity : kTraceCapacity;
+  limit_ = (record_.text != nullptr && room > 0) ? room - 1 : 0;
   if (record_.text != nullptr && record_.capacity > 0) record_.text[0] = '\0';
 }
 

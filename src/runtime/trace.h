@@ -1,6 +1,7 @@
 // Trace lines. A line is built only when the host tracer has its level
-// enabled, straight into the host's record (at most capacity - 1 bytes, longer
-// text is cut), and a record that was begun is committed exactly once.
+// enabled, straight into the host's record (at most capacity - 1 bytes and never
+// more than kTraceCapacity - 1, longer text is cut), and a record that was begun
+// is committed exactly once.
 //
 //   ZEL_TRACE(trace_, kTraceInfo) << "Path <" << path << "> is critical";
 //

@@ -4,7 +4,7 @@ namespace vor::testing {
 
 zel::result_t EmptyStorage::Open(const char16_t*, std::uint32_t, zel::IIo** out) {
   if (out != nullptr) *out = nullptr;
-  return 0x80010102;  // file not found
+  return zel::kErrFileNotFound;
 }
 
 }  // namespace vor::testing

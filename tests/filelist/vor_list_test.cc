@@ -61,16 +61,16 @@ TEST_F(VorListTest, LifecycleStatesAndTraces) {
 
     bool found = true;
     EXPECT_FALSE(list.IsReady());
-    EXPECT_EQ(list.IsInList("/usr/bin/ls", found), 0x8000006bu);
+    EXPECT_EQ(list.IsInList("/usr/bin/ls", found), zel::kErrNotInitialized);
     EXPECT_FALSE(found);
     found = true;
-    EXPECT_EQ(list.IsInListWide(u"/usr/bin/ls", found), 0x8000006bu);
+    EXPECT_EQ(list.IsInListWide(u"/usr/bin/ls", found), zel::kErrNotInitialized);
     EXPECT_FALSE(found);
-    EXPECT_EQ(list.Update(storage.get()), 0x8000006bu);
+    EXPECT_EQ(list.Update(storage.get()), zel::kErrNotInitialized);
     std::vector<std::string> paths{"stale"};
-    EXPECT_EQ(list.CopySortedPaths(paths), 0x8000006bu);
+    EXPECT_EQ(list.CopySortedPaths(paths), zel::kErrNotInitialized);
     EXPECT_TRUE(paths.empty());
-    EXPECT_EQ(list.Init(nullptr, Release("Debian", "12")), 0x80000046u);
+    EXPECT_EQ(list.Init(nullptr, Release("Debian", "12")), zel::kErrInvalidArgument);
     EXPECT_FALSE(list.IsReady());
 
     host.tracer->Clear();
@@ -83,8 +83,8 @@ TEST_F(VorListTest, LifecycleStatesAndTraces) {
     // Ready but never updated: the set is empty.
     EXPECT_EQ(list.IsInList("/usr/bin/ls", found), 0u);
     EXPECT_FALSE(found);
-    EXPECT_EQ(list.Init(host.allocator.get(), Release("Debian", "12")), 0x80010105u);
-    EXPECT_EQ(list.Update(nullptr), 0x80000046u);
+    EXPECT_EQ(list.Init(host.allocator.get(), Release("Debian", "12")), zel::kErrAlreadyExists);
+    EXPECT_EQ(list.Update(nullptr), zel::kErrInvalidArgument);
 
     host.tracer->Clear();
     ASSERT_EQ(list.Update(storage.get()), 0u);
@@ -93,24 +93,24 @@ TEST_F(VorListTest, LifecycleStatesAndTraces) {
     EXPECT_EQ(lines.front(), "vor: Begin updating vor list from storage " + Hex(storage.get()) + "...");
     EXPECT_EQ(lines.back(), "vor: vor list update status is ok");
     // A refused update leaves the set as it was.
-    EXPECT_EQ(list.Update(nullptr), 0x80000046u);
+    EXPECT_EQ(list.Update(nullptr), zel::kErrInvalidArgument);
     EXPECT_EQ(list.IsInList("/usr/bin/ls", found), 0u);
     EXPECT_TRUE(found);
 
     host.tracer->Clear();
-    EXPECT_EQ(list.IsInList("", found), 0x80000046u);
+    EXPECT_EQ(list.IsInList("", found), zel::kErrInvalidArgument);
     EXPECT_FALSE(found);
-    EXPECT_EQ(list.IsInListWide(u"", found), 0x80000046u);
+    EXPECT_EQ(list.IsInListWide(u"", found), zel::kErrInvalidArgument);
     EXPECT_TRUE(host.tracer->lines().empty());
   }
   EXPECT_EQ(host.tracer->lines(800).size(), 1u);
   EXPECT_TRUE(host.tracer->Contains(" was destroyed"));
   EXPECT_EQ(host.allocator->live_blocks(), blocksBefore);
 
-  host.locator->Refuse(zel::IAllocator::kIid, 0x8000004c);
+  host.locator->Refuse(zel::IAllocator::kIid, zel::kErrNotFound);
   EXPECT_THROW(VorList list(host.locator.get()), zel::GetInterfaceException);
   host.locator->Allow(zel::IAllocator::kIid);
-  host.locator->Refuse(zel::ITracer::kIid, 0x80000001);
+  host.locator->Refuse(zel::ITracer::kIid, zel::kErrNoInterface);
   EXPECT_THROW(VorList list(host.locator.get()), zel::GetInterfaceException);
 }
 
@@ -168,12 +168,12 @@ TEST_F(VorListTest, WidePaths) {
   // Unpaired surrogates fail the conversion; a pair is fine.
   host.tracer->Clear();
   found = true;
-  EXPECT_EQ(list.IsInListWide(u"/bin/\xd800x", found), 0x80000300u);
+  EXPECT_EQ(list.IsInListWide(u"/bin/\xd800x", found), zel::kErrInvalidSymbol);
   EXPECT_FALSE(found);
   EXPECT_EQ(host.tracer->lines(300),
             Lines{"vor: Can't convert to UTF-8 </bin/\xef\xbf\xbdx> with error 0x80000300"});
-  EXPECT_EQ(list.IsInListWide(u"/b\xdbff", found), 0x80000300u);
-  EXPECT_EQ(list.IsInListWide(u"/\xdc00/", found), 0x80000300u);
+  EXPECT_EQ(list.IsInListWide(u"/b\xdbff", found), zel::kErrInvalidSymbol);
+  EXPECT_EQ(list.IsInListWide(u"/\xdc00/", found), zel::kErrInvalidSymbol);
   EXPECT_EQ(list.IsInListWide(u"/\xd83d\xde00", found), 0u);
 
   // Longer than the stack buffer: converted through the Init allocator.
@@ -182,11 +182,11 @@ TEST_F(VorListTest, WidePaths) {
   EXPECT_FALSE(found);
   EXPECT_GE(initAllocator->allocations(), 1u);
   EXPECT_EQ(initAllocator->live_blocks(), 0);
-  EXPECT_EQ(list.IsInListWide(longPath + char16_t(0xdc01), found), 0x80000300u);
+  EXPECT_EQ(list.IsInListWide(longPath + char16_t(0xdc01), found), zel::kErrInvalidSymbol);
 
   initAllocator->FailAlways();
   host.tracer->Clear();
-  EXPECT_EQ(list.IsInListWide(longPath, found), 0x80000041u);
+  EXPECT_EQ(list.IsInListWide(longPath, found), zel::kErrOutOfMemory);
   EXPECT_FALSE(found);
   const Lines errors = host.tracer->lines(300);
   ASSERT_EQ(errors.size(), 1u);
@@ -326,7 +326,7 @@ TEST_F(VorListTest, OutOfMemoryDuringUpdate) {
   for (std::uint64_t n : {1u, 2u, 100u, 700u}) {
     host.tracer->Clear();
     host.allocator->FailAt(n);
-    EXPECT_EQ(list.Update(storage.get()), 0x80000041u) << n;
+    EXPECT_EQ(list.Update(storage.get()), zel::kErrOutOfMemory) << n;
     host.allocator->FailNever();
     const Lines errors = host.tracer->lines(300);
     ASSERT_EQ(errors.size(), 1u);

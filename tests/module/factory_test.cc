@@ -11,8 +11,7 @@
 namespace vor::testing {
 namespace {
 
-constexpr zel::result_t kNoInterface = 0x80000001;
-constexpr zel::result_t kNotImplemented = 0x80000043;
+using zel::kErrNoInterface, zel::kErrNotImplemented;
 
 class FactoryTest : public ::testing::Test {
  protected:
@@ -47,7 +46,7 @@ TEST_F(FactoryTest, UnknownClassIdsAreNotImplemented) {
   for (std::uint32_t class_id : {0u, 0x12345678u, kCorvaneClassId + 1, 0xffffffffu}) {
     auto* sentinel = reinterpret_cast<zel::IObjectFactory*>(0x1);
     zel::IObjectFactory* out = sentinel;
-    EXPECT_EQ(module_.GetObjectFactory(host_.locator.get(), class_id, &out), kNotImplemented);
+    EXPECT_EQ(module_.GetObjectFactory(host_.locator.get(), class_id, &out), kErrNotImplemented);
     EXPECT_EQ(out, nullptr);
   }
   EXPECT_EQ(module_.CanUnloadModule(), 0u);
@@ -70,7 +69,7 @@ TEST_F(FactoryTest, FactoryCountsAsLiveUntilReleased) {
   EXPECT_EQ(out, factory.get());
   static_cast<zel::IObject*>(out)->Release();
   out = factory.get();
-  EXPECT_EQ(factory->QueryInterface(ICorvane2::kIid, &out), kNoInterface);
+  EXPECT_EQ(factory->QueryInterface(ICorvane2::kIid, &out), kErrNoInterface);
   EXPECT_EQ(out, nullptr);
 
   factory.reset();
@@ -101,7 +100,7 @@ TEST_F(FactoryTest, CreateInstanceAnswersForEveryServiceInterface) {
       EXPECT_EQ(back.get(), main.get());
     }
     void* none = start.get();
-    EXPECT_EQ(start->QueryInterface(0x12345678, &none), kNoInterface);
+    EXPECT_EQ(start->QueryInterface(0x12345678, &none), kErrNoInterface);
     EXPECT_EQ(none, nullptr);
   }
 
@@ -114,7 +113,7 @@ TEST_F(FactoryTest, CreateInstanceAnswersForEveryServiceInterface) {
 TEST_F(FactoryTest, UnknownInterfaceLeavesNothingAlive) {
   Ref<zel::IObjectFactory> factory = GetFactory();
   void* out = reinterpret_cast<void*>(0x1);
-  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0x12345678, &out), kNoInterface);
+  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0x12345678, &out), kErrNoInterface);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(host_.allocator->live_blocks(), 0);
   // Created and destroyed at once: both lifetime lines were written.
@@ -129,15 +128,15 @@ TEST_F(FactoryTest, FailingHostServicesBecomeCodesAndLeakNothing) {
   void* out = nullptr;
 
   // No allocator: its code comes back unchanged and nothing is traced.
-  host_.locator->Refuse(zel::IAllocator::kIid, 0x80000105);
-  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), 0x80000105u);
+  host_.locator->Refuse(zel::IAllocator::kIid, zel::kErrSettingsNotFound);
+  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), zel::kErrSettingsNotFound);
   EXPECT_EQ(out, nullptr);
   EXPECT_TRUE(host_.tracer->lines().empty());
   host_.locator->Allow(zel::IAllocator::kIid);
 
   // No memory for the service: "Out of memory" with the construction line.
   host_.allocator->FailAlways();
-  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), 0x80000041u);
+  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), zel::kErrOutOfMemory);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(host_.tracer->lines(300),
             std::vector<std::string>{"Exception during object construction:  std::bad_alloc"});
@@ -145,15 +144,15 @@ TEST_F(FactoryTest, FailingHostServicesBecomeCodesAndLeakNothing) {
   host_.tracer->Clear();
 
   // No tracer: the constructor throws GetInterfaceException, the memory goes back.
-  host_.locator->Refuse(zel::ITracer::kIid, 0x8000004c);
-  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), 0x8000004cu);
+  host_.locator->Refuse(zel::ITracer::kIid, zel::kErrNotFound);
+  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), zel::kErrNotFound);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(host_.allocator->live_blocks(), 0);
   EXPECT_EQ(host_.allocator->allocations(), 1u);
   host_.locator->Allow(zel::ITracer::kIid);
 
   // The locator itself may be missing.
-  EXPECT_EQ(factory->CreateInstance(nullptr, 0, &out), 0x80000046u);
+  EXPECT_EQ(factory->CreateInstance(nullptr, 0, &out), zel::kErrInvalidArgument);
   factory.reset();
   EXPECT_EQ(module_.CanUnloadModule(), 0u);
 }

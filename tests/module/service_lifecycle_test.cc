@@ -48,19 +48,19 @@ TEST_F(ServiceLifecycleTest, SlotsAnswerInTheirDocumentedOrder) {
   int context = 0;
   bool critical = true;
   // ICorvane2: 3 by path, 4 by pid, 5 file, 6 registry key, 7 registry value, 8 with parent.
-  EXPECT_EQ((CallSlot<zel::result_t>(self, 3, &context, u"", &critical)), 0x80000046u);
+  EXPECT_EQ((CallSlot<zel::result_t>(self, 3, &context, u"", &critical)), zel::kErrInvalidArgument);
   EXPECT_FALSE(critical);
   critical = true;
-  EXPECT_EQ((CallSlot<zel::result_t>(self, 4, &context, 0u, &critical)), 0x80000046u);
+  EXPECT_EQ((CallSlot<zel::result_t>(self, 4, &context, 0u, &critical)), zel::kErrInvalidArgument);
   EXPECT_FALSE(critical);
-  EXPECT_EQ((CallSlot<zel::result_t>(self, 4, &context, 1u, &critical)), 0x8000006bu);
+  EXPECT_EQ((CallSlot<zel::result_t>(self, 4, &context, 1u, &critical)), zel::kErrNotInitialized);
   EXPECT_EQ((CallSlot<zel::result_t>(self, 5, static_cast<void*>(nullptr), u"/bin/ls", &critical)),
-            0x80000046u);
-  EXPECT_EQ((CallSlot<zel::result_t>(self, 5, &context, u"/bin/ls", &critical)), 0x8000006bu);
-  EXPECT_EQ((CallSlot<zel::result_t>(self, 6, &context, u"HKLM", &critical)), 0x8000006bu);
-  EXPECT_EQ((CallSlot<zel::result_t>(self, 7, &context, u"", u"v", &critical)), 0x80000046u);
+            zel::kErrInvalidArgument);
+  EXPECT_EQ((CallSlot<zel::result_t>(self, 5, &context, u"/bin/ls", &critical)), zel::kErrNotInitialized);
+  EXPECT_EQ((CallSlot<zel::result_t>(self, 6, &context, u"HKLM", &critical)), zel::kErrNotInitialized);
+  EXPECT_EQ((CallSlot<zel::result_t>(self, 7, &context, u"", u"v", &critical)), zel::kErrInvalidArgument);
   // Pid 0 is accepted with a parent; the state check answers first.
-  EXPECT_EQ((CallSlot<zel::result_t>(self, 8, &context, 0u, 0u, &critical)), 0x8000006bu);
+  EXPECT_EQ((CallSlot<zel::result_t>(self, 8, &context, 0u, 0u, &critical)), zel::kErrNotInitialized);
 
   Ref<app_core::service_manager::IObjectState> state;
   ASSERT_EQ(service_->QueryInterface(app_core::service_manager::IObjectState::kIid,
@@ -77,7 +77,7 @@ TEST_F(ServiceLifecycleTest, SlotsAnswerInTheirDocumentedOrder) {
             0u);
   host_.tracer->Clear();
   EXPECT_EQ((CallSlot<zel::result_t>(storage_state.get(), 3, static_cast<zel::IStorage*>(nullptr))),
-            0x80000046u);
+            zel::kErrInvalidArgument);
   EXPECT_EQ(host_.tracer->lines(), std::vector<std::string>{"vor: Set storage 0x0"});
 
   Ref<app_core::service_manager::IStorageUpdateDelegate> updates;

@@ -13,9 +13,7 @@
 namespace vor::testing {
 namespace {
 
-constexpr zel::result_t kInvalidArgument = 0x80000046;
-constexpr zel::result_t kNotInitialized = 0x8000006b;
-constexpr zel::result_t kNotImplemented = 0x80000043;
+using zel::kErrInvalidArgument, zel::kErrNotImplemented, zel::kErrNotInitialized;
 
 std::u16string Wide(const std::string& ascii) { return std::u16string(ascii.begin(), ascii.end()); }
 
@@ -43,9 +41,9 @@ class Child {
 TEST_F(ServiceTest, VerifyNeedsStorageAndMayBeRepeated) {
   CreateService();
   bool critical = true;
-  EXPECT_EQ(CheckFile(u"", critical), kInvalidArgument) << "arguments are checked first";
+  EXPECT_EQ(CheckFile(u"", critical), kErrInvalidArgument) << "arguments are checked first";
   EXPECT_FALSE(critical);
-  EXPECT_EQ(CheckFile(u"/usr/bin/ls", critical), kNotInitialized);
+  EXPECT_EQ(CheckFile(u"/usr/bin/ls", critical), kErrNotInitialized);
   EXPECT_FALSE(critical);
 
   // HandleUpdate before Verify changes nothing: there is still no storage.
@@ -54,9 +52,9 @@ TEST_F(ServiceTest, VerifyNeedsStorageAndMayBeRepeated) {
   EXPECT_EQ(updates_->VerifyUpdate(storage_.get()), 0u);
 
   host_.tracer->Clear();
-  EXPECT_EQ(Verify(), kInvalidArgument);
+  EXPECT_EQ(Verify(), kErrInvalidArgument);
   EXPECT_TRUE(host_.tracer->Contains("vor: Can't update vor list from storage with error 0x80000046"));
-  EXPECT_EQ(CheckFile(u"/usr/bin/ls", critical), kNotInitialized) << "still uninitialised";
+  EXPECT_EQ(CheckFile(u"/usr/bin/ls", critical), kErrNotInitialized) << "still uninitialised";
 
   EXPECT_EQ(SetStorage(storage_.get()), 0u);
   host_.tracer->Clear();
@@ -91,11 +89,11 @@ TEST_F(ServiceTest, VerifyToleratesAnUnknownOsButNotAMissingFileFactory) {
   storageState_.reset();
   updates_.reset();
 
-  host_.locator->Refuse(zel::ILumoFileFactory::kIid, 0x80000105);
+  host_.locator->Refuse(zel::ILumoFileFactory::kIid, zel::kErrSettingsNotFound);
   CreateService();
   ASSERT_EQ(SetStorage(storage_.get()), 0u);
   host_.tracer->Clear();
-  EXPECT_EQ(Verify(), 0x80000105u);
+  EXPECT_EQ(Verify(), zel::kErrSettingsNotFound);
   EXPECT_EQ(host_.tracer->lines(300),
             std::vector<std::string>{"vor: Can't get lumo file factory with error 0x80000105"});
   host_.locator->Allow(zel::ILumoFileFactory::kIid);
@@ -105,25 +103,25 @@ TEST_F(ServiceTest, VerifyToleratesAnUnknownOsButNotAMissingFileFactory) {
 TEST_F(ServiceTest, ChecksValidateArgumentsThenState) {
   CreateService();
   bool critical = true;
-  EXPECT_EQ(service_->CheckCriticalFile(nullptr, u"/bin/ls", &critical), kInvalidArgument);
-  EXPECT_EQ(service_->CheckCriticalFile(&context_, nullptr, &critical), kInvalidArgument);
-  EXPECT_EQ(service_->CheckCriticalFile(&context_, u"/bin/ls", nullptr), kInvalidArgument);
-  EXPECT_EQ(CheckPid(0, critical), kInvalidArgument);
-  EXPECT_EQ(service_->CheckCriticalProcessWithParent(&context_, 0, 0, &critical), kNotInitialized);
-  EXPECT_EQ(service_->CheckCriticalProcessByPath(&context_, u"", &critical), kInvalidArgument);
-  EXPECT_EQ(service_->CheckCriticalProcessByPath(&context_, u"/bin/sh", &critical), kNotInitialized);
-  EXPECT_EQ(service_->CheckRegistryKey(&context_, u"", &critical), kInvalidArgument);
-  EXPECT_EQ(service_->CheckRegistryValue(&context_, u"k", nullptr, &critical), kNotInitialized);
+  EXPECT_EQ(service_->CheckCriticalFile(nullptr, u"/bin/ls", &critical), kErrInvalidArgument);
+  EXPECT_EQ(service_->CheckCriticalFile(&context_, nullptr, &critical), kErrInvalidArgument);
+  EXPECT_EQ(service_->CheckCriticalFile(&context_, u"/bin/ls", nullptr), kErrInvalidArgument);
+  EXPECT_EQ(CheckPid(0, critical), kErrInvalidArgument);
+  EXPECT_EQ(service_->CheckCriticalProcessWithParent(&context_, 0, 0, &critical), kErrNotInitialized);
+  EXPECT_EQ(service_->CheckCriticalProcessByPath(&context_, u"", &critical), kErrInvalidArgument);
+  EXPECT_EQ(service_->CheckCriticalProcessByPath(&context_, u"/bin/sh", &critical), kErrNotInitialized);
+  EXPECT_EQ(service_->CheckRegistryKey(&context_, u"", &critical), kErrInvalidArgument);
+  EXPECT_EQ(service_->CheckRegistryValue(&context_, u"k", nullptr, &critical), kErrNotInitialized);
   EXPECT_FALSE(critical);
-  EXPECT_EQ(SetStorage(nullptr), kInvalidArgument);
+  EXPECT_EQ(SetStorage(nullptr), kErrInvalidArgument);
 
   ASSERT_EQ(SetStorage(storage_.get()), 0u);
   ASSERT_EQ(Verify(), 0u);
   host_.tracer->Clear();
-  EXPECT_EQ(service_->CheckCriticalProcessWithParent(&context_, 0, 7, &critical), kNotImplemented);
-  EXPECT_EQ(service_->CheckCriticalProcessByPath(&context_, u"/bin/sh", &critical), kNotImplemented);
-  EXPECT_EQ(service_->CheckRegistryKey(&context_, u"HKLM\\x", &critical), kNotImplemented);
-  EXPECT_EQ(service_->CheckRegistryValue(&context_, u"HKLM\\x", nullptr, &critical), kNotImplemented);
+  EXPECT_EQ(service_->CheckCriticalProcessWithParent(&context_, 0, 7, &critical), kErrNotImplemented);
+  EXPECT_EQ(service_->CheckCriticalProcessByPath(&context_, u"/bin/sh", &critical), kErrNotImplemented);
+  EXPECT_EQ(service_->CheckRegistryKey(&context_, u"HKLM\\x", &critical), kErrNotImplemented);
+  EXPECT_EQ(service_->CheckRegistryValue(&context_, u"HKLM\\x", nullptr, &critical), kErrNotImplemented);
   EXPECT_FALSE(critical);
   EXPECT_EQ(host_.tracer->lines(300),
             (std::vector<std::string>{
@@ -148,7 +146,7 @@ TEST_F(ServiceTest, AnswersForFiles) {
 
   const char16_t lone_surrogate[] = {u'/', 0xd800, u'x', 0};
   critical = true;
-  EXPECT_EQ(service_->CheckCriticalFile(&context_, lone_surrogate, &critical), 0x80000300u);
+  EXPECT_EQ(service_->CheckCriticalFile(&context_, lone_surrogate, &critical), zel::kErrInvalidSymbol);
   EXPECT_FALSE(critical);
 
   const std::u16string long_path = u"/" + std::u16string(5000, u'a');
@@ -205,9 +203,9 @@ TEST_F(ServiceTest, AnswersForProcesses) {
   // Pid 1 has no readable parent (and in some containers no readable image):
   // a failure, never "critical".
   const zel::result_t init_code = CheckPid(1, critical);
-  EXPECT_TRUE(init_code == 0x80000046u || init_code == 0x80000045u) << std::hex << init_code;
+  EXPECT_TRUE(init_code == kErrInvalidArgument || init_code == zel::kErrAccessDenied) << std::hex << init_code;
   EXPECT_FALSE(critical);
-  EXPECT_EQ(CheckPid(0xffffffff, critical), 0x80000046u);
+  EXPECT_EQ(CheckPid(0xffffffff, critical), kErrInvalidArgument);
   EXPECT_FALSE(critical);
 }
 

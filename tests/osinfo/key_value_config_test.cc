@@ -78,7 +78,7 @@ TEST_F(KeyValueConfigTest, LinesPairsAndTraces) {
       {"K=\xff\xfe\0z"s, 0, {{"K", "\xff\xfe\0z"s}}, {"rp:    <K> = <\xff\xfe\0z>"s}},
       // Only dropped lines is still a success; no content at all is not.
       {"junk\n", 0, {}, {"rp: Invalid values count for line <junk>"}},
-      {"", 0x80000046, {}, {}},
+      {"", zel::kErrInvalidArgument, {}, {}},
   };
   for (const Case& c : cases) {
     host_.tracer->Clear();
@@ -101,8 +101,8 @@ TEST_F(KeyValueConfigTest, LifetimeLinesAndMissingHostServices) {
   EXPECT_EQ(host_.tracer->lines(zel::kTraceDebug), (Lines{line, line}));
 
   // The second round refuses both: the allocator is asked for first.
-  for (const auto& [iid, code] : {std::pair{zel::ITracer::kIid, 0x80000042u},
-                                  std::pair{zel::IAllocator::kIid, 0x8000004cu}}) {
+  for (const auto& [iid, code] : {std::pair{zel::ITracer::kIid, zel::kErrNotSupported},
+                                  std::pair{zel::IAllocator::kIid, zel::kErrNotFound}}) {
     host_.locator->Refuse(iid, code);
     try {
       LinuxKeyValueConfig config(host_.locator.get());
@@ -129,7 +129,7 @@ TEST_F(KeyValueConfigTest, OutOfMemoryNeverCrashesNorLeaks) {
       host_.allocator->FailAt(n);
       const zel::result_t code = config.Parse(content, pairs);
       host_.allocator->FailNever();
-      if (code == 0x80000041) {
+      if (code == zel::kErrOutOfMemory) {
         EXPECT_TRUE(pairs.empty());
         EXPECT_EQ(host_.tracer->lines(zel::kTraceError),
                   Lines{"rp: Exception caught at line 160 =>  std::bad_alloc"});

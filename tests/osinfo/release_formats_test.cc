@@ -51,7 +51,7 @@ TEST_F(ReleaseFormatsTest, EveryFormat) {
                                      "/etc/system-release", "/etc/SuSE-release",
                                      "/etc/gentoo-release", "/etc/debian_version",
                                      "/etc/redhat-release", "Unknown"};
-  constexpr zel::result_t kNotFound = 0x8000004c, kUnexpected = 0x80000040;
+  using zel::kErrNotFound, zel::kErrUnexpected;
   const std::string noName = "rp: Can't find OS name in given ";
   const std::string noVersion = "rp: Can't find OS version in given ";
   const std::string found = "rp: OS name <";
@@ -66,7 +66,7 @@ TEST_F(ReleaseFormatsTest, EveryFormat) {
       {1, kDebian12, {0, "Debian GNU/Linux", "12"},
        found + "Debian GNU/Linux>, version <12> has been found in os-release"},
       {1, "NAME=First\nNAME=Second\nVERSION_ID=1\nVERSION_ID=2\n", {0, "First", "1"}},
-      {1, "ID=debian\nVERSION_ID=12\n", {kNotFound, "", ""}, noName + "os-release"},
+      {1, "ID=debian\nVERSION_ID=12\n", {kErrNotFound, "", ""}, noName + "os-release"},
       // Without VERSION_ID: Debian takes the rest of PRETTY_NAME, case ignored, even empty.
       {1, "PRETTY_NAME=\"Debian GNU/Linux trixie/sid\"\nNAME=\"Debian GNU/Linux\"\n",
        {0, "Debian GNU/Linux", "trixie/sid"}},
@@ -74,51 +74,51 @@ TEST_F(ReleaseFormatsTest, EveryFormat) {
        {0, "debian gnu/linux", "sid"}},
       {1, "NAME=\"Debian GNU/Linux\"\nPRETTY_NAME=\"Debian GNU/Linux\"\n", {0, "Debian GNU/Linux", ""},
        found + "Debian GNU/Linux>, version <> has been found in os-release"},
-      {1, "NAME=\"Debian GNU/Linux\"\nPRETTY_NAME=\"Debian\"\n", {kNotFound, "", ""}, noVersion + "os-release"},
+      {1, "NAME=\"Debian GNU/Linux\"\nPRETTY_NAME=\"Debian\"\n", {kErrNotFound, "", ""}, noVersion + "os-release"},
       {1, "NAME=\"SberOS GNU/Linux\"\nVERSION_CODENAME=alpha\n", {0, "SberOS GNU/Linux", "alpha"}},
-      {1, "NAME=\"SberOS GNU/Linux\"\nRELEASE=4\n", {kNotFound, "", ""}, noVersion + "os-release"},
+      {1, "NAME=\"SberOS GNU/Linux\"\nRELEASE=4\n", {kErrNotFound, "", ""}, noVersion + "os-release"},
       {1, "NAME=\"Astra Linux\"\nRELEASE=1.7_x86-64\n", {0, "Astra Linux", "1.7_x86-64"}},
-      {1, "NAME=\"Astra Linux\"\nVERSION=1.7\n", {kNotFound, "", ""}, noVersion + "os-release"},
-      {1, "NAME=Astr\nRELEASE=1\n", {kNotFound, "", ""}, noVersion + "os-release"},
+      {1, "NAME=\"Astra Linux\"\nVERSION=1.7\n", {kErrNotFound, "", ""}, noVersion + "os-release"},
+      {1, "NAME=Astr\nRELEASE=1\n", {kErrNotFound, "", ""}, noVersion + "os-release"},
       {1, "NAME=\"Arch Linux\"\nID=arch\n", {0, "Arch Linux", "rolling"}},
       {1, "NAME=\"arch linux\"\n", {0, "arch linux", "rolling"}},
-      {1, "NAME=\"Arch Linux ARM\"\n", {kNotFound, "", ""}, noVersion + "os-release"},
+      {1, "NAME=\"Arch Linux ARM\"\n", {kErrNotFound, "", ""}, noVersion + "os-release"},
       {2, "DISTRIB_ID=Ubuntu\nDISTRIB_RELEASE=22.04\nDISTRIB_CODENAME=jammy\n", {0, "Ubuntu", "22.04"},
        found + "Ubuntu>, version <22.04> has been found in lsb-release"},
-      {2, "DISTRIB_ID=Ubuntu\n", {kNotFound, "", ""}, noVersion + "lsb-release"},
-      {2, "DISTRIB_RELEASE=22.04\n", {kNotFound, "", ""}, noName + "lsb-release"},
+      {2, "DISTRIB_ID=Ubuntu\n", {kErrNotFound, "", ""}, noVersion + "lsb-release"},
+      {2, "DISTRIB_RELEASE=22.04\n", {kErrNotFound, "", ""}, noName + "lsb-release"},
       // gentoo-release and redhat-release go through the system-release parser.
       {7, "CentOS Linux release 7.9.2009 (Core)\n", {0, "CentOS Linux", "7.9.2009"}},
       {7, "Fedora release 38 (Thirty Eight)\n", {0, "Fedora", "38"},
        found + "Fedora>, version <38> has been found in system-release"},
       {5, "Gentoo Base System release 2.14\r\n", {0, "Gentoo Base System", "2.14"},
        found + "Gentoo Base System>, version <2.14> has been found in system-release"},
-      {3, "Fedora 38", {kUnexpected, "", ""}, "rp: Unknown format of system-release <Fedora 38>"},
+      {3, "Fedora 38", {kErrUnexpected, "", ""}, "rp: Unknown format of system-release <Fedora 38>"},
       // An empty name and an empty version give different codes.
-      {3, " release 7 ", {kNotFound, "", ""}, noName + "system-release"},
-      {3, "Fedora release \r\n", {kUnexpected, "", ""}, noVersion + "system-release"},
+      {3, " release 7 ", {kErrNotFound, "", ""}, noName + "system-release"},
+      {3, "Fedora release \r\n", {kErrUnexpected, "", ""}, noVersion + "system-release"},
       {4, kSles12, {0, "SUSE Linux Enterprise Server", "12.3"},
        found + "SUSE Linux Enterprise Server>, version <12.3> has been found in SuSE-release"},
       {4, "openSUSE 13.2 (x86_64)\nVERSION = 13.2\nCODENAME = Harlequin\n", {0, "openSUSE", "13.2"}},
-      {4, "SUSE Linux Enterprise Server 12", {kNotFound, "", ""}},
-      {4, "SLES 12\nPATCHLEVEL = 1\n", {kNotFound, "", ""}, noVersion + "SuSE-release"},
+      {4, "SUSE Linux Enterprise Server 12", {kErrNotFound, "", ""}},
+      {4, "SLES 12\nPATCHLEVEL = 1\n", {kErrNotFound, "", ""}, noVersion + "SuSE-release"},
       // The rest starts at the header's line end, so its empty first line is
       // traced; then no character of the version occurs in the header.
-      {4, "SLES\nVERSION = 12\n", {kNotFound, "", ""}, "rp: Invalid values count for line <>"},
+      {4, "SLES\nVERSION = 12\n", {kErrNotFound, "", ""}, "rp: Invalid values count for line <>"},
       {6, "12.5\n", {0, "Debian GNU/Linux", "12.5"},
        found + "Debian GNU/Linux>, version <12.5> has been found in debain_version"},
       {6, " bookworm/sid\r\n", {0, "Debian GNU/Linux", "bookworm/sid"}},
       {6, "a\nb\n", {0, "Debian GNU/Linux", "a\nb"}},
-      {6, " \t\r\n\n", {kUnexpected, "", ""}, noVersion + "debian_version"},
-      {8, "12\n", {0x80000043, "", ""}},
-      {0, "12\n", {0x80000046, "", ""}},
-      {1, "", {0x80000046, "", ""}},
+      {6, " \t\r\n\n", {kErrUnexpected, "", ""}, noVersion + "debian_version"},
+      {8, "12\n", {zel::kErrNotImplemented, "", ""}},
+      {0, "12\n", {zel::kErrInvalidArgument, "", ""}},
+      {1, "", {zel::kErrInvalidArgument, "", ""}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(::testing::Message() << "type " << int{c.type} << " <" << c.content << ">");
     host_.tracer->Clear();
     EXPECT_EQ(Parse(c.type, c.content), c.outcome);
-    if (c.outcome.code == 0x80000046) {
+    if (c.outcome.code == zel::kErrInvalidArgument) {
       EXPECT_EQ(host_.tracer->lines(), Lines{});
       continue;
     }
@@ -146,7 +146,7 @@ TEST_F(ReleaseFormatsTest, EveryFormat) {
 TEST_F(ReleaseFormatsTest, ParserObjectAndDirectCalls) {
   zel::string name("stale"), version("stale");
   EXPECT_EQ(ParseReleaseFile(nullptr, ReleaseFileType::kDebianVersion, "12", name, version),
-            0x80000046u);
+            zel::kErrInvalidArgument);
   EXPECT_TRUE(name.empty() && version.empty());
 
   std::string address;
@@ -156,7 +156,7 @@ TEST_F(ReleaseFormatsTest, ParserObjectAndDirectCalls) {
     std::snprintf(text, sizeof text, "%p", static_cast<void*>(&parser));
     address = text;
     name.assign("stale");
-    EXPECT_EQ(parser.ParseDebianVersion("", name, version), 0x80000046u);
+    EXPECT_EQ(parser.ParseDebianVersion("", name, version), zel::kErrInvalidArgument);
     EXPECT_EQ(name.view(), "stale");  // the content is checked before the outputs are touched
   }
   const std::string line = "rp: LinuxReleaseParser " + address + " was created";
@@ -182,7 +182,7 @@ TEST_F(ReleaseFormatsTest, ExceptionsBecomeCodesWithTheirSite) {
     host_.tracer->Clear();
     host_.allocator->FailAlways();
     EXPECT_EQ(ParseReleaseFile(host_.locator.get(), site.type, site.content, name, version),
-              0x80000041u);
+              zel::kErrOutOfMemory);
     host_.allocator->FailNever();
     EXPECT_EQ(Errors(), (Lines{site.line, "rp: Can't parse config with error 0x80000041"}));
     EXPECT_TRUE(name.empty() && version.empty());
@@ -190,8 +190,8 @@ TEST_F(ReleaseFormatsTest, ExceptionsBecomeCodesWithTheirSite) {
 
   // No allocator to be had: the dispatcher's own site reports the locator's code.
   host_.tracer->Clear();
-  host_.locator->Refuse(zel::IAllocator::kIid, 0x80000042);
-  EXPECT_EQ(Parse(6, "12\n"), (Outcome{0x80000042, "", ""}));
+  host_.locator->Refuse(zel::IAllocator::kIid, zel::kErrNotSupported);
+  EXPECT_EQ(Parse(6, "12\n"), (Outcome{zel::kErrNotSupported, "", ""}));
   const Lines errors = Errors();
   ASSERT_EQ(errors.size(), 1u);
   EXPECT_TRUE(errors[0].starts_with("rp: Exception caught at line 630 =>  "));

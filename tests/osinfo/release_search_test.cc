@@ -30,7 +30,7 @@ class ReleaseSearchTest : public ::testing::Test {
 };
 
 TEST_F(ReleaseSearchTest, NoFileAtAllTriesEveryPathInOrder) {
-  EXPECT_EQ(Find(), 0x8000004cu);
+  EXPECT_EQ(Find(), zel::kErrNotFound);
   EXPECT_TRUE(name_.empty() && version_.empty());
   EXPECT_EQ(files_->opened(),
             (std::vector<std::u16string>{u"/etc/os-release", u"/etc/lsb-release",
@@ -71,8 +71,8 @@ TEST_F(ReleaseSearchTest, ProblemsWithAFileSkipIt) {
   // Any non-zero open answer means absent, even a non-failure; its stream is released.
   files_->Add(u"/etc/os-release", "NAME=x\nVERSION_ID=1\n").openResult = 1;
   files_->Add(u"/etc/lsb-release", "");
-  files_->Add(u"/etc/system-release", "A release 1\n").sizeResult = 0x80000059;
-  files_->Add(u"/etc/SuSE-release", "SLES 12\nVERSION = 12\n").readResult = 0x80000045;
+  files_->Add(u"/etc/system-release", "A release 1\n").sizeResult = zel::kErrMedia;
+  files_->Add(u"/etc/SuSE-release", "SLES 12\nVERSION = 12\n").readResult = zel::kErrAccessDenied;
   files_->Add(u"/etc/gentoo-release", "Gentoo Base System release 2.14\n").reportedSize = 40;
   // Only the low 32 bits of a size count: exactly 4 GiB reads as nothing usable,
   // 4 GiB and 33 bytes as the 33 bytes the file holds.
@@ -99,12 +99,12 @@ TEST_F(ReleaseSearchTest, ProblemsWithAFileSkipIt) {
 
 TEST_F(ReleaseSearchTest, BadArgumentsAndMissingServices) {
   zel::string name("stale"), version("stale");
-  EXPECT_EQ(FindReleaseInfo(nullptr, files_.get(), name, version), 0x80000046u);
+  EXPECT_EQ(FindReleaseInfo(nullptr, files_.get(), name, version), zel::kErrInvalidArgument);
   EXPECT_TRUE(name.empty() && version.empty());
-  EXPECT_EQ(FindReleaseInfo(host_.locator.get(), nullptr, name, version), 0x80000046u);
+  EXPECT_EQ(FindReleaseInfo(host_.locator.get(), nullptr, name, version), zel::kErrInvalidArgument);
 
-  host_.locator->Refuse(zel::IAllocator::kIid, 0x80000042);
-  EXPECT_EQ(Find(), 0x80000042u);
+  host_.locator->Refuse(zel::IAllocator::kIid, zel::kErrNotSupported);
+  EXPECT_EQ(Find(), zel::kErrNotSupported);
   ASSERT_EQ(Errors().size(), 1u);
   EXPECT_TRUE(Errors()[0].starts_with("rp: Exception caught at line 748 =>  ")) << Errors()[0];
   EXPECT_TRUE(files_->opened().empty());
@@ -126,7 +126,7 @@ TEST_F(ReleaseSearchTest, OutOfMemoryAnywhereLeavesNoLeakAndNoHalfResult) {
     } else {
       sawFailure = true;
       EXPECT_TRUE(name_.empty() && version_.empty()) << n;
-      EXPECT_TRUE(code == 0x80000041u || code == 0x8000004cu) << std::hex << code;
+      EXPECT_TRUE(code == zel::kErrOutOfMemory || code == zel::kErrNotFound) << std::hex << code;
     }
     EXPECT_EQ(files_->live_streams(), 0);
   }

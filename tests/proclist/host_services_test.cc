@@ -52,7 +52,7 @@ TEST(DirectoryStorage, OpensPlainRegularFilesOnly) {
   EXPECT_EQ(empty->Open(u"vor_proc.xms", 0, file.put()), host::DirectoryStorage::kFileNotFound);
   auto missing = MakeHostObject<host::DirectoryStorage>(dir.path() + "/nowhere");
   EXPECT_FALSE(missing->ok());
-  EXPECT_EQ(missing->Open(u"vor_proc.xms", 0, file.put()), 0x80010102u);
+  EXPECT_EQ(missing->Open(u"vor_proc.xms", 0, file.put()), zel::kErrFileNotFound);
 }
 
 TEST(FeatureFlagsAndEnvironment, ConfigurationValues) {
@@ -81,7 +81,7 @@ TEST(FeatureFlagsAndEnvironment, ConfigurationValues) {
   zel::WideStringSink wideSink(wide);
   ASSERT_EQ(environment->ExpandStrings(u"[%ProductType%]", &wideSink), 0u);
   EXPECT_EQ(wide.view(), u"[mobr_linux]");
-  EXPECT_EQ(environment->ExpandStrings(nullptr, &wideSink), 0x80000046u);
+  EXPECT_EQ(environment->ExpandStrings(nullptr, &wideSink), zel::kErrInvalidArgument);
 }
 
 }  // namespace

@@ -231,7 +231,7 @@ TEST_F(VorProcessListTest, FailedUpdatesKeepTheListInForce) {
        "vor: Can't get path with error 0x8000004c"},
       {"<vor_list><vor_process_entry flags=\"1\" path=\"/x\"/></vor_list>", zel::kErrInvalidSize,
        "vor: Invalid vor process list node name!"},
-      {"<vor_process_list><vor_process_entry flags=\"1\" path=\"/x\">", 0x8000005a,
+      {"<vor_process_list><vor_process_entry flags=\"1\" path=\"/x\">", zel::kErrInvalidSignature,
        "vor: Can't open config with error 0x8000005a"},
       {"", zel::kErrInvalidSize, "vor: No vor process list in config!"},
       {ProcessListXml({R"(flags="one" path="/x")"}), zel::kErrInvalidSize,
@@ -253,7 +253,7 @@ TEST_F(VorProcessListTest, FailedUpdatesKeepTheListInForce) {
       "vor: Can't open vor process list <vor_proc.xms> with error 0x80010102"));
   host.locator->Refuse(zel::IXmlFactory::kIid);
   host.WriteList(ProcessListXml({R"(flags="1" path="/y")"}));
-  EXPECT_EQ(list->UpdateFromStorage(host.storage.get()), 0x8000004c);
+  EXPECT_EQ(list->UpdateFromStorage(host.storage.get()), zel::kErrNotFound);
   EXPECT_TRUE(host.tracer->Contains("vor: Can't get xml factory with error 0x8000004c"));
   EXPECT_EQ(list->entries()[0].path.view(), "/usr/sbin/sshd");
 }

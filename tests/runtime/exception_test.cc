@@ -58,52 +58,52 @@ class ResultFromExceptionTest : public ::testing::Test {
 };
 
 TEST_F(ResultFromExceptionTest, ClassifiesEveryRow) {
-  EXPECT_EQ(Convert(ResultCodeException("a.cc", 12, 0x8000006b)), 0x8000006bu);
+  EXPECT_EQ(Convert(ResultCodeException("a.cc", 12, kErrNotInitialized)), kErrNotInitialized);
   EXPECT_EQ(OnlyLine(), prefix_ +
                             "a.cc(12): 0x8000006b (Not initialized). Properties: "
                             "zel.result=0x8000006b\nCall stack:\n");
 
-  EXPECT_EQ(Convert(ResultCodeException("b.cc", 3, 0x80010102, "Expression failed")),
-            0x80010102u);
+  EXPECT_EQ(Convert(ResultCodeException("b.cc", 3, kErrFileNotFound, "Expression failed")),
+            kErrFileNotFound);
   EXPECT_NE(OnlyLine().find("b.cc(3): Expression failed: 0x80010102 (File not found)."),
             std::string::npos);
 
-  EXPECT_EQ(Convert(PlainFrameworkException()), 0x80000151u);
+  EXPECT_EQ(Convert(PlainFrameworkException()), kErrNoResultCode);
   EXPECT_EQ(OnlyLine(), prefix_ + "plain.cc(-5): No code here. Call stack:\n");
 
-  EXPECT_EQ(Convert(GetInterfaceException(0x8000004c, 0x9cca5603, 0)), 0x8000004cu);
+  EXPECT_EQ(Convert(GetInterfaceException(kErrNotFound, 0x9cca5603, 0)), kErrNotFound);
   EXPECT_EQ(OnlyLine(), prefix_ +
                             "objclient(103): Can't get interface. Properties: "
                             "zel.iid=0x9cca5603 zel.serviceKey=0x0\nCall stack:\n");
 
-  EXPECT_EQ(Convert(CodedFrameworkException(0x80000059)), 0x80000059u);
+  EXPECT_EQ(Convert(CodedFrameworkException(kErrMedia)), kErrMedia);
   EXPECT_EQ(OnlyLine(), prefix_ +
                             "coded.cc(9): Coded. Properties: zel.result=0x80000059 "
                             "os.module_result=<typeid=0x1234>\nCall stack:\n");
 
-  EXPECT_EQ(Convert(std::bad_alloc()), 0x80000041u);
+  EXPECT_EQ(Convert(std::bad_alloc()), kErrOutOfMemory);
   EXPECT_EQ(OnlyLine(), prefix_ + "std::bad_alloc");
-  EXPECT_EQ(Convert(std::bad_cast()), 0x80000047u);
+  EXPECT_EQ(Convert(std::bad_cast()), kErrBadCast);
   EXPECT_EQ(OnlyLine(), prefix_ + "std::bad_cast");
-  EXPECT_EQ(Convert(std::length_error("vector::append")), 0x8000005cu);
+  EXPECT_EQ(Convert(std::length_error("vector::append")), kErrInvalidSize);
   EXPECT_EQ(OnlyLine(), prefix_ + "vector::append");
-  EXPECT_EQ(Convert(std::out_of_range("range")), 0x8000005eu);
+  EXPECT_EQ(Convert(std::out_of_range("range")), kErrOutOfRange);
   EXPECT_EQ(OnlyLine(), prefix_ + "range");
-  EXPECT_EQ(Convert(std::invalid_argument("arg")), 0x80000046u);
+  EXPECT_EQ(Convert(std::invalid_argument("arg")), kErrInvalidArgument);
   EXPECT_EQ(OnlyLine(), prefix_ + "arg");
-  EXPECT_EQ(Convert(std::runtime_error("other")), 0x80000151u);
+  EXPECT_EQ(Convert(std::runtime_error("other")), kErrNoResultCode);
   EXPECT_EQ(OnlyLine(), prefix_ + "other");
-  EXPECT_EQ(Convert(NotAStdException()), 0x80000072u);
+  EXPECT_EQ(Convert(NotAStdException()), kErrUnknownException);
   EXPECT_EQ(OnlyLine(), prefix_ + "unknown exception");
-  EXPECT_EQ(Convert(42), 0x80000072u);
+  EXPECT_EQ(Convert(42), kErrUnknownException);
   EXPECT_EQ(OnlyLine(), prefix_ + "unknown exception");
 }
 
 TEST_F(ResultFromExceptionTest, SuccessCodesNeverComeBack) {
-  EXPECT_EQ(Convert(ResultCodeException("a.cc", 1, 0)), 0x80000152u);
-  EXPECT_EQ(Convert(ResultCodeException("a.cc", 1, 1)), 0x80000152u);
-  EXPECT_EQ(Convert(CodedFrameworkException(0x7fffffff)), 0x80000152u);
-  EXPECT_EQ(Convert(GetInterfaceException(0, 1, 2)), 0x80000152u);
+  EXPECT_EQ(Convert(ResultCodeException("a.cc", 1, 0)), kErrSuccessInException);
+  EXPECT_EQ(Convert(ResultCodeException("a.cc", 1, 1)), kErrSuccessInException);
+  EXPECT_EQ(Convert(CodedFrameworkException(0x7fffffff)), kErrSuccessInException);
+  EXPECT_EQ(Convert(GetInterfaceException(0, 1, 2)), kErrSuccessInException);
 }
 
 TEST_F(ResultFromExceptionTest, NestedExceptionsShareOneLine) {
@@ -117,7 +117,7 @@ TEST_F(ResultFromExceptionTest, NestedExceptionsShareOneLine) {
   } catch (...) {
     code = ResultFromCurrentException(trace_, "Exception caught at line 160 => ");
   }
-  EXPECT_EQ(code, 0x80000151u) << "the outermost exception decides";
+  EXPECT_EQ(code, kErrNoResultCode) << "the outermost exception decides";
   EXPECT_EQ(OnlyLine(), prefix_ + "outer inner");
 
   // Three levels deep, with a framework exception in the middle.
@@ -126,7 +126,7 @@ TEST_F(ResultFromExceptionTest, NestedExceptionsShareOneLine) {
       try {
         throw std::bad_alloc();
       } catch (...) {
-        std::throw_with_nested(ResultCodeException("m.cc", 2, 0x80000046));
+        std::throw_with_nested(ResultCodeException("m.cc", 2, kErrInvalidArgument));
       }
     } catch (...) {
       std::throw_with_nested(std::invalid_argument("top"));
@@ -134,7 +134,7 @@ TEST_F(ResultFromExceptionTest, NestedExceptionsShareOneLine) {
   } catch (...) {
     code = ResultFromCurrentException(trace_, "Exception caught at line 160 => ");
   }
-  EXPECT_EQ(code, 0x80000046u);
+  EXPECT_EQ(code, kErrInvalidArgument);
   const std::string line = OnlyLine();
   EXPECT_EQ(line.rfind(prefix_ + "top m.cc(2): 0x80000046 (Invalid argument).", 0), 0u) << line;
   EXPECT_EQ(line.substr(line.size() - 15), " std::bad_alloc");
@@ -145,15 +145,15 @@ TEST_F(ResultFromExceptionTest, WorksWithoutTracerAndWithoutException) {
   try {
     throw std::bad_alloc();
   } catch (...) {
-    EXPECT_EQ(ResultFromCurrentException(absent, "x => "), 0x80000041u);
+    EXPECT_EQ(ResultFromCurrentException(absent, "x => "), kErrOutOfMemory);
   }
   sink_->set_threshold(200);  // level 300 disabled: same code, no line
-  EXPECT_EQ(Convert(std::bad_alloc()), 0x80000041u);
+  EXPECT_EQ(Convert(std::bad_alloc()), kErrOutOfMemory);
   EXPECT_TRUE(sink_->lines().empty());
   sink_->set_threshold(300);
 
   EXPECT_EQ(ResultFromCurrentException(trace_, "Exception caught at line 160 => "),
-            0x80000150u);
+            kErrNoCurrentException);
   EXPECT_EQ(OnlyLine(), prefix_);
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "host/host_object.h"
@@ -21,7 +22,7 @@ class TraceTest : public ::testing::Test {
 TEST_F(TraceTest, FormatsValuesWithPrefix) {
   const void* pointer = reinterpret_cast<const void*>(0x55d0c3a1e2f0);
   ZEL_TRACE(trace_, kTraceInfo) << "Path <" << std::u16string_view(u"/usr/bin/\u00e9") << "> "
-                                << 42u << ' ' << -7 << " 0x" << Hex{0x8000006b} << " 0x"
+                                << 42u << ' ' << -7 << " 0x" << Hex{kErrNotInitialized} << " 0x"
                                 << Hex{1} << ' ' << Ptr{pointer} << ' ' << Ptr{nullptr};
   ASSERT_EQ(sink_->entries().size(), 1u);
   EXPECT_EQ(sink_->entries()[0].level, kTraceInfo);
@@ -65,18 +66,19 @@ TEST_F(TraceTest, UnpairedSurrogateIsReplacedNotFatal) {
   EXPECT_EQ(sink_->lines().at(0), "vor: a\xef\xbf\xbd" "b\xef\xbf\xbd (null)");
 }
 
-// A tracer whose records carry no sink, no text or a tiny capacity.
+// A tracer whose records carry no sink, no text, a tiny or a large capacity.
 class OddTracer : public vor::host::HostObject<ITracer>, private ITraceSink {
  public:
-  std::uint32_t capacity = 1;
+  std::uint32_t capacity = 1, length = 0;
   int commits = 0;
-  char buffer[8] = {};
+  char buffer[4096] = {};
   result_t BeginRecord(std::uint32_t level, TraceRecord* record, std::uint32_t) override {
     *record = {this, capacity != 0 ? buffer : nullptr, capacity, 0, level, 0, nullptr};
     return 0;
   }
   void Commit(TraceRecord* record) override {
     ++commits;
+    length = record->length;
     EXPECT_LT(record->length, capacity == 0 ? 1u : capacity);
   }
 };
@@ -94,6 +96,15 @@ TEST(TraceRecordTest, TinyOrMissingBuffersAreStillCommittedOnce) {
       EXPECT_STREQ(odd->buffer, "vor");
     }
   }
+}
+
+TEST(TraceRecordTest, RecordHoldsAtMost512BytesWhateverTheHostGrants) {
+  auto odd = vor::host::MakeHostObject<OddTracer>();
+  odd->capacity = sizeof odd->buffer;
+  { ZEL_TRACE(Tracer(vor::Ref<ITracer>(odd.get()), "vor: "), kTraceError) << std::string(5000, 'x'); }
+  EXPECT_EQ(odd->commits, 1);
+  EXPECT_EQ(odd->length, 511u);
+  EXPECT_EQ(std::strlen(odd->buffer), 511u);
 }
 
 }  // namespace

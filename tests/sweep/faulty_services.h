@@ -20,7 +20,7 @@
 namespace vor::testing {
 
 // The code a failing step answers: an I/O error the module cannot foresee.
-inline constexpr zel::result_t kInjectedFault = 0x80000040;
+inline constexpr zel::result_t kInjectedFault = zel::kErrUnexpected;
 
 class FaultPlan {
  public:

@@ -17,7 +17,7 @@ namespace vor::testing {
 
 namespace {
 
-bool Legal(zel::result_t code) { return code == 0 || (code & 0x80000000u) != 0; }
+bool Legal(zel::result_t code) { return code == zel::kOk || zel::Failed(code); }
 
 constexpr char kListUpdateWarning[] = "vor: Can't update vor process list from storage";
 

@@ -9,10 +9,10 @@ zel::result_t CapturingTracer::BeginRecord(std::uint32_t level, zel::TraceRecord
                                            std::uint32_t capacity) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (failure_ != 0) return failure_;
-  if (record == nullptr || capacity == 0) return 0x80000046;
-  if (level > threshold_) return 0x8000007a;
+  if (record == nullptr || capacity == 0) return zel::kErrInvalidArgument;
+  if (level > threshold_) return zel::kErrTraceLevelProhibited;
   char* text = new (std::nothrow) char[capacity];
-  if (text == nullptr) return 0x80000041;
+  if (text == nullptr) return zel::kErrOutOfMemory;
   ++begun_;
   *record = {this, text, capacity, 0, level, 0, nullptr};
   return 0;

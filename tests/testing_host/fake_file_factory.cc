@@ -7,9 +7,7 @@ namespace vor::testing {
 namespace {
 
 constexpr zel::result_t kOk = 0;
-constexpr zel::result_t kFileNotFound = 0x80010102;
-constexpr zel::result_t kNotImplemented = 0x80000043;
-constexpr zel::result_t kInvalidArgument = 0x80000046;
+using zel::kErrFileNotFound, zel::kErrInvalidArgument, zel::kErrNotImplemented;
 
 // A stream over a snapshot of one fake file.
 class FakeIo final : public host::HostObject<zel::IIo> {
@@ -31,7 +29,7 @@ class FakeIo final : public host::HostObject<zel::IIo> {
     return kOk;
   }
   zel::result_t Write(const void*, std::uint32_t, std::uint32_t*) override {
-    return kNotImplemented;
+    return kErrNotImplemented;
   }
   zel::result_t Seek(std::int64_t offset, std::uint32_t origin, std::uint64_t* position) override {
     std::int64_t base = 0;
@@ -40,15 +38,15 @@ class FakeIo final : public host::HostObject<zel::IIo> {
     } else if (origin == zel::IIo::kSeekEnd) {
       base = static_cast<std::int64_t>(file_.content.size());
     } else if (origin != zel::IIo::kSeekBegin) {
-      return kInvalidArgument;
+      return kErrInvalidArgument;
     }
     const std::int64_t target = base + offset;
-    if (target < 0) return kInvalidArgument;
+    if (target < 0) return kErrInvalidArgument;
     position_ = std::min<std::size_t>(static_cast<std::size_t>(target), file_.content.size());
     if (position != nullptr) *position = position_;
     return kOk;
   }
-  zel::result_t SetSize(std::uint64_t) override { return kNotImplemented; }
+  zel::result_t SetSize(std::uint64_t) override { return kErrNotImplemented; }
   zel::result_t GetSize(std::uint64_t* size) override {
     *size = 0;
     if (file_.sizeResult != kOk) return file_.sizeResult;
@@ -81,7 +79,7 @@ zel::result_t FakeFileFactory::Open(const char16_t* path, std::uint32_t access,
   opened_.emplace_back(path);
   lastModes_ = {access, share, disposition, flags};
   const auto found = files_.find(path);
-  if (found == files_.end()) return kFileNotFound;
+  if (found == files_.end()) return kErrFileNotFound;
   const Entry& entry = found->second;
   // A host may answer non-zero and still hand out a stream; the caller must
   // release it all the same.

@@ -14,7 +14,7 @@ namespace vor::testing {
 class RefusingLocator : public host::ServiceLocator {
  public:
   // GetInterface for `iid` answers `code` until Allow(iid).
-  void Refuse(std::uint32_t iid, zel::result_t code = 0x8000004c);
+  void Refuse(std::uint32_t iid, zel::result_t code = zel::kErrNotFound);
   void Allow(std::uint32_t iid);
   // Refuses every interface asked after the first `n` successful answers
   // (counted from now); a negative value turns it off.
@@ -25,7 +25,7 @@ class RefusingLocator : public host::ServiceLocator {
  private:
   std::mutex mutex_;
   std::set<std::uint32_t> refused_;
-  zel::result_t code_ = 0x8000004c;
+  zel::result_t code_ = zel::kErrNotFound;
   int remaining_ = -1;
 };
 

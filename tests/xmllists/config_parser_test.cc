@@ -35,7 +35,7 @@ TEST(ConfigParser, GoodListsAreTracedInDocumentOrder) {
                 "vor:     2) /b", "vor: Done", "vor: Parsing vor list <1>...", "vor:     1) /c",
                 "vor: Done", "vor: Config parser init status is ok"}));
   host.locator->Refuse(zel::IXmlFactory::kIid);
-  EXPECT_EQ(Parse(host, "<vor_list/>").first, 0x8000004cu);
+  EXPECT_EQ(Parse(host, "<vor_list/>").first, zel::kErrNotFound);
   EXPECT_EQ(host.Errors(), "Can't get xml factory with error 0x8000004c");
   EXPECT_EQ(VorConfigParser(host.locator.get()).Validate(nullptr), zel::kErrInvalidArgument);
 }
@@ -83,7 +83,7 @@ TEST(ConfigParser, DocumentsAndHostFailures) {
        zel::kOk, "/a /b",
        "Exception caught at line 98 =>  host node threw\n"
        "Can't validate vor list <0> entry <0> with error 0x80000151\nInvalid vor list entry node name!"},
-      {kTwoLists, {"", "#document", ""}, 0x80000059, "",
+      {kTwoLists, {"", "#document", ""}, zel::kErrMedia, "",
        "Can't get vor list count with error 0x80000059\n"
        "Can't validate config with error 0x80000059"},
   };

@@ -54,7 +54,7 @@ TEST(ProcessListConfig, EntriesAndTheirTraces) {
   EXPECT_EQ(host.Errors(), "Invalid flags!\nInvalid flags for process list 0 entry 1");
 
   host.locator->Refuse(zel::IXmlFactory::kIid);
-  EXPECT_EQ(Read(host, "<vor_process_list/>").first, 0x8000004cu);
+  EXPECT_EQ(Read(host, "<vor_process_list/>").first, zel::kErrNotFound);
   EXPECT_EQ(host.Errors(), "Can't get xml factory with error 0x8000004c");
   EXPECT_EQ(ValidateProcessList(zel::Tracer(), nullptr), zel::kErrInvalidArgument);
 }
@@ -72,7 +72,7 @@ TEST(ProcessListConfig, DocumentsAndHostFailures) {
   const Case cases[] = {
       {"", {}, zel::kErrInvalidSize, "",
        "No vor process list in config!\nCan't validate config with error 0x8000005c"},
-      {"<vor_process_list><vor_process_entry flags=\"1\" path=\"/x\">", {}, 0x8000005a, "",
+      {"<vor_process_list><vor_process_entry flags=\"1\" path=\"/x\">", {}, zel::kErrInvalidSignature, "",
        "Can't open config with error 0x8000005a"},
       {"<vor_list><vor_process_entry flags=\"1\" path=\"/x\"/></vor_list>", {},
        zel::kErrInvalidSize, "", "Invalid vor process list node name!" + kNotValid},
@@ -110,7 +110,7 @@ TEST(ProcessListConfig, DocumentsAndHostFailures) {
       {kGoodAndOther, {"other", "", "vor_process_list"}, zel::kErrInvalidSize, "",
        "Can't get vor process list 0 entry 0 with error 0x80000059\n"
        "Can't get vor process list node name 1 with error 0x80000059" + kNotValid},
-      {kGoodAndOther, {"", "#document", ""}, 0x80000059, "",
+      {kGoodAndOther, {"", "#document", ""}, zel::kErrMedia, "",
        "Can't get vor process list count with error 0x80000059\n"
        "Can't validate config with error 0x80000059"},
   };
@@ -130,10 +130,10 @@ TEST(ProcessListFlags, DecimalOrHexAndNothingAround) {
     EXPECT_EQ(flags, value);
   }
   for (const char* bad : {"", " 1", "1 ", "+1", "0x", "1x", "one", "0x-1"}) {
-    EXPECT_EQ(ParseEntryFlags(bad, flags), 0x8000005du) << bad;
+    EXPECT_EQ(ParseEntryFlags(bad, flags), zel::kErrInvalidType) << bad;
     EXPECT_EQ(flags, 0u);
   }
-  EXPECT_EQ(ParseEntryFlags("18446744073709551616", flags), 0x80000077u);
+  EXPECT_EQ(ParseEntryFlags("18446744073709551616", flags), zel::kErrOverflow);
 }
 
 }  // namespace

@@ -48,27 +48,27 @@ TEST(XmlFactory, TreeAndEverySlot) {
   ASSERT_EQ(doc->GetChild(0, a.put()), 0u);
   EXPECT_EQ(TextOf([&](auto* out) { return a->GetName(out); }), "a");
   EXPECT_EQ(CountOf(a.get()), 2u);  // elements only: b and c
-  EXPECT_EQ(a->GetChild(2, missing.put()), 0x8000005eu);
+  EXPECT_EQ(a->GetChild(2, missing.put()), zel::kErrOutOfRange);
   EXPECT_FALSE(missing);
   EXPECT_EQ(TextOf([&](auto* out) { return a->GetValue("y", out, 0); }), "two");
-  TextOf([&](auto* out) { return a->GetValue("z", out, 0); }, 0x8000004c);
+  TextOf([&](auto* out) { return a->GetValue("z", out, 0); }, zel::kErrNotFound);
   std::uint32_t values = 0;
   ASSERT_EQ(a->GetValueCount(&values), 0u);
   EXPECT_EQ(values, 2u);
   EXPECT_EQ(TextOf([&](auto* out) { return a->GetValueName(1, out); }), "y");
-  TextOf([&](auto* out) { return a->GetValueName(2, out); }, 0x8000005e);
+  TextOf([&](auto* out) { return a->GetValueName(2, out); }, zel::kErrOutOfRange);
   EXPECT_EQ(TextOf([&](auto* out) { return a->GetText(out); }), "text");
 
   Ref<zel::IXmlNode> c;
   ASSERT_EQ(a->FindChild("c", c.put()), 0u);
   EXPECT_EQ(TextOf([&](auto* out) { return c->GetText(out); }), "inner");
-  EXPECT_EQ(a->FindChild("nope", missing.put()), 0x8000004cu);
+  EXPECT_EQ(a->FindChild("nope", missing.put()), zel::kErrNotFound);
   Ref<zel::IXmlNode> parent;
   ASSERT_EQ(c->GetParent(parent.put()), 0u);
   EXPECT_EQ(TextOf([&](auto* out) { return parent->GetName(out); }), "a");
   Ref<zel::IXmlNode> root;
   ASSERT_EQ(c->GetDocument(root.put()), 0u);
-  EXPECT_EQ(root->GetParent(missing.put()), 0x8000004cu);
+  EXPECT_EQ(root->GetParent(missing.put()), zel::kErrNotFound);
 
   // Nodes keep the tree alive after every other reference goes.
   doc.reset();
@@ -99,7 +99,7 @@ TEST(XmlFactory, EmptyDocumentsBadInputAndLimits) {
   EXPECT_EQ(OpenXml(*factory.get(), big, doc), host::XmlFactory::kTooBig);
   Ref<zel::IIo> unsized = testing::MemoryStream(big, /*sizeKnown=*/false);
   EXPECT_EQ(factory->OpenDocument(unsized.get(), 1, doc.put()), host::XmlFactory::kTooBig);
-  EXPECT_EQ(factory->OpenDocument(nullptr, 1, doc.put()), 0x80000046u);
+  EXPECT_EQ(factory->OpenDocument(nullptr, 1, doc.put()), zel::kErrInvalidArgument);
   Ref<zel::IIo> stream = testing::MemoryStream("<a/>");
   EXPECT_EQ(factory->OpenDocument(stream.get(), 2, doc.put()), host::XmlFactory::kNotSupported);
 

@@ -9,13 +9,13 @@
 namespace vor::testing {
 namespace {
 
-constexpr zel::result_t kInjected = 0x80000059;
+constexpr zel::result_t kInjected = zel::kErrMedia;
 
 }  // namespace
 
 Ref<zel::IIo> MemoryStream(std::string content, bool sizeKnown) {
   auto files = host::MakeHostObject<FakeFileFactory>();
-  if (!sizeKnown) files->Add(u"/m", std::move(content)).sizeResult = 0x80000042;
+  if (!sizeKnown) files->Add(u"/m", std::move(content)).sizeResult = zel::kErrNotSupported;
   if (sizeKnown) files->Add(u"/m", std::move(content));
   Ref<zel::IIo> stream;
   files->Open(u"/m", 0, 0, 0, 0, stream.put());

@@ -22,7 +22,7 @@ Ref<zel::IIo> MemoryStream(std::string content, bool sizeKnown = true);
 zel::result_t OpenXml(zel::IXmlFactory& factory, const std::string& text,
                       Ref<zel::IXmlNode>& document);
 
-// GetName / GetChildCount / GetChild fail with 0x80000059 on nodes whose
+// GetName / GetChildCount / GetChild fail with zel::kErrMedia on nodes whose
 // element name ("#document" for the document) equals the chosen text, and
 // GetName throws on those named `nameThrows`; empty chooses none.
 struct NodeFailures {

@@ -40,7 +40,7 @@ FileListAnswer BuildFileList(const ReferenceHost& host, zel::IStorage* storage) 
     code = list.CopyExistingLibraryDirectories(answer.libraryDirectories);
     if (zel::Failed(code)) return fail("library directories", code);
   } catch (const std::exception&) {
-    return fail("file list", 0x80000041);  // the only throw left here: out of memory
+    return fail("file list", zel::kErrOutOfMemory);  // the only throw left here: out of memory
   }
   return answer;
 }

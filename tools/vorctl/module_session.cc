@@ -111,7 +111,7 @@ ModuleSession::~ModuleSession() {
 Answer ModuleSession::CheckFile(const std::string& path) {
   std::u16string wide;
   if (!vor::utf::Utf8ToUtf16(path, [&](char16_t c) { wide.push_back(c); })) {
-    return {0x80000300, false};  // "Invalid symbol": the path is not UTF-8
+    return {zel::kErrInvalidSymbol, false};  // the path is not UTF-8
   }
   Answer answer;
   answer.result = service_->CheckCriticalFile(&check_context, wide.c_str(), &answer.critical);
