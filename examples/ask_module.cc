@@ -1,38 +1,37 @@
-// ask_module PATH: the example integration, run on the reference host.
+// ask_module PATH...: a C++ host of libvor through libvor-host's session,
+// against the installed headers and library only. The session loads the
+// installed module with the reference host's services, so a host product
+// that brings no services of its own gets its answers in a few lines.
 #include <cstdio>
+#include <memory>
 #include <string>
 
-#include "examples/ask_module.h"
-#include "host/directory_storage.h"
-#include "host/host_object.h"
-#include "host/lumo_file_factory.h"
-#include "host/malloc_allocator.h"
-#include "host/service_locator.h"
-#include "host/stream_tracer.h"
-#include "host/xml_factory.h"
+#include <vor/session.hpp>
 
 int main(int argc, char** argv) {
-  using namespace vor::host;
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: ask_module PATH\n");
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: ask_module PATH...\n");
     return 2;
   }
-  auto locator = MakeHostObject<ServiceLocator>();
-  auto allocator = MakeHostObject<MallocAllocator>();
-  auto tracer = MakeHostObject<StreamTracer>(stderr, 300);
-  zel::result_t code = 0;
-  auto files = LumoFileFactory::Create("/", &code);
-  auto xml = MakeHostObject<XmlFactory>();
-  auto storage = MakeHostObject<DirectoryStorage>("");
-  locator->Register(zel::IAllocator::kIid, 0, allocator.get());
-  locator->Register(zel::ITracer::kIid, 0, tracer.get());
-  locator->Register(zel::ILumoFileFactory::kIid, zel::ILumoFileFactory::kServiceId, files.get());
-  locator->Register(zel::IXmlFactory::kIid, 0, xml.get());
-
-  std::u16string path;
-  vor::utf::Utf8ToUtf16(argv[1], [&](char16_t c) { path.push_back(c); });
-  bool critical = false;
-  code = IsCriticalFile(VOR_MODULE_PATH, locator.get(), storage.get(), path.c_str(), &critical);
-  std::printf("0x%08x %s\n", code, critical ? "critical" : "not critical");
-  return code == 0 ? 0 : 3;
+  vor::host::SessionOptions options;  // the installed module, an empty storage, root "/"
+  options.traceLevel = VOR_TRACE_ERROR;
+  options.trace = [](std::uint32_t, std::string_view line) {
+    std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
+  };
+  std::unique_ptr<vor::host::Session> session;
+  std::string error;
+  const std::uint32_t opened = vor::host::Session::Open(options, session, &error);
+  if (opened != VOR_OK) {
+    std::fprintf(stderr, "%s: %s\n", error.c_str(), vor_result_message(opened));
+    return 3;
+  }
+  int status = 0;
+  for (int i = 1; i < argc; ++i) {
+    const vor::host::Answer answer = session->CheckFile(argv[i]);
+    std::printf("%s: 0x%08x %s\n", argv[i], answer.result,
+                answer.result != VOR_OK ? vor_result_message(answer.result)
+                                        : answer.critical ? "critical" : "not critical");
+    if (answer.result != VOR_OK) status = 3;
+  }
+  return status;
 }

@@ -11,9 +11,6 @@
 namespace vor {
 namespace {
 
-constexpr zel::result_t kErrNotMatched = 0x8000004a;
-constexpr zel::result_t kErrInvalidType = 0x8000005d;
-constexpr zel::result_t kErrOverflow = 0x80000077;
 
 using xml::ListFault;
 
@@ -172,11 +169,11 @@ zel::result_t ParseEntryFlags(std::string_view text, std::uint64_t& flags) {
     text.remove_prefix(2);
     base = 16;
   }
-  if (text.empty() || text.front() == '-' || text.front() == '+') return kErrInvalidType;
+  if (text.empty() || text.front() == '-' || text.front() == '+') return zel::kErrInvalidType;
   std::uint64_t value = 0;
   const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-  if (ec == std::errc::result_out_of_range) return kErrOverflow;
-  if (ec != std::errc() || end != text.data() + text.size()) return kErrInvalidType;
+  if (ec == std::errc::result_out_of_range) return zel::kErrOverflow;
+  if (ec != std::errc() || end != text.data() + text.size()) return zel::kErrInvalidType;
   flags = value;
   return zel::kOk;
 }
@@ -193,7 +190,7 @@ zel::result_t ValidateProcessEntry(const zel::Tracer& trace, zel::IXmlNode* entr
     }
     if (name.view() != kEntryName) {
       ZEL_TRACE(trace, zel::kTraceError) << "Invalid vor list entry node name!";
-      return kErrNotMatched;
+      return zel::kErrNotMatched;
     }
     std::uint64_t flags = 0;
     code = ReadFlags(entry, flags);

@@ -8,10 +8,9 @@
 #include <vector>
 
 #include "commands.h"
-#include "module_session.h"
+#include "host_session.h"
 #include "output.h"
-#include "reference_host.h"
-#include "runtime/result.h"
+#include "vor/result.h"
 
 namespace vorctl {
 namespace {
@@ -32,19 +31,15 @@ std::optional<std::uint32_t> ParsePid(const std::string& text) {
 template <class Check>
 int RunChecks(const Globals& globals, const CheckOptions& options, const std::string& command,
               const char* key, bool numeric_key, Check check) {
-  std::optional<ReferenceHost> host = ReferenceHost::Create(globals);
-  if (!host) return kExitUsage;
-  std::unique_ptr<ModuleSession> session = ModuleSession::Open(globals, *host);
-  if (!session) return kExitModuleFailed;
-
   int status = kExitOk;
+  std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
+  if (!session) return status;
+
   Json rows = Json::array();
   for (const std::string& object : options.objects) {
-    if (options.explain) host->StartCapture();
-    const Answer answer = check(*session, object);
-    const std::vector<std::string> trace =
-        options.explain ? host->StopCapture() : std::vector<std::string>();
-    const std::string message(zel::GetResultCodeMessage(answer.result));
+    std::vector<std::string> trace;
+    const vor::host::Answer answer = check(*session, object, options.explain ? &trace : nullptr);
+    const std::string message(vor_result_message(answer.result));
     if (zel::Failed(answer.result)) {
       PrintModuleFailure(command + " " + object, answer.result);
       status = kExitModuleFailed;
@@ -89,7 +84,9 @@ void AddCheckCommands(CLI::App& app, const Globals& globals, int& status) {
   check_file->add_flag("--explain", files->explain, "show the module's trace lines for each path");
   check_file->callback([&globals, &status, files] {
     status = RunChecks(globals, *files, "check-file", "path", false,
-                       [](ModuleSession& s, const std::string& path) { return s.CheckFile(path); });
+                       [](vor::host::Session& s, const std::string& path, std::vector<std::string>* trace) {
+                         return s.CheckFile(path, trace);
+                       });
   });
 
   auto pids = std::make_shared<CheckOptions>();
@@ -104,8 +101,8 @@ void AddCheckCommands(CLI::App& app, const Globals& globals, int& status) {
       });
   check_pid->add_flag("--explain", pids->explain, "show the module's trace lines for each pid");
   check_pid->callback([&globals, &status, pids] {
-    status = RunChecks(globals, *pids, "check-pid", "pid", true, [](ModuleSession& s, const std::string& pid) {
-      return s.CheckPid(*ParsePid(pid));
+    status = RunChecks(globals, *pids, "check-pid", "pid", true, [](vor::host::Session& s, const std::string& pid, std::vector<std::string>* trace) {
+      return s.CheckPid(*ParsePid(pid), trace);
     });
   });
 }

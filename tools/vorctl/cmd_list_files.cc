@@ -1,22 +1,23 @@
 // list-files: the critical file set this machine gets, sorted, one per line.
-// The list is built here with the reference host, as the module builds it.
+// The list is built with the module's own code over the session's services.
 #include <iostream>
 #include <optional>
 #include <string>
 
 #include "commands.h"
 #include "diagnostics.h"
+#include "host_session.h"
 #include "output.h"
-#include "reference_host.h"
-#include "runtime/result.h"
+#include "vor/result.h"
 
 namespace vorctl {
 namespace {
 
 int ListFiles(const Globals& globals) {
-  std::optional<ReferenceHost> host = ReferenceHost::Create(globals);
-  if (!host) return kExitUsage;
-  const FileListAnswer files = BuildFileList(*host, host->storage());
+  int status = kExitOk;
+  std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
+  if (!session) return status;
+  const vor::facts::FileSet files = BuildFileSet(*session);
   if (zel::Failed(files.result)) {
     PrintModuleFailure(files.failedStep, files.result);
     return kExitModuleFailed;

@@ -11,11 +11,10 @@
 #include <vector>
 
 #include "commands.h"
-#include "module_session.h"
+#include "host_session.h"
+#include "module/tool_facts.h"
 #include "output.h"
-#include "proclist/process_info.h"
-#include "reference_host.h"
-#include "runtime/result.h"
+#include "vor/result.h"
 
 namespace vorctl {
 namespace {
@@ -24,7 +23,7 @@ struct Row {
   std::uint32_t pid;
   std::uint32_t ppid;
   std::string image;  // empty when unreadable (kernel threads, other namespaces)
-  Answer answer;
+  vor::host::Answer answer;
   std::vector<std::string> trace;
 };
 
@@ -51,26 +50,14 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
           ->footer("Example: vorctl --json ps");
   command->add_flag("--explain", *explain, "show the module's trace lines for each process");
   command->callback([&globals, &status, explain] {
-    std::optional<ReferenceHost> host = ReferenceHost::Create(globals);
-    if (!host) {
-      status = kExitUsage;
-      return;
-    }
-    std::unique_ptr<ModuleSession> session = ModuleSession::Open(globals, *host);
-    if (!session) {
-      status = kExitModuleFailed;
-      return;
-    }
-    const zel::Tracer& quiet = host->silent();
+    std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
+    if (!session) return;
     std::vector<Row> rows;
     for (std::uint32_t pid : ListProcessIds()) {
       Row row{pid, 0, {}, {}, {}};
-      if (zel::Failed(vor::GetProcessParentPid(quiet, pid, row.ppid))) continue;  // gone
-      zel::string image;
-      if (zel::Succeeded(vor::GetProcessImagePath(quiet, pid, image))) row.image.assign(image.view());
-      if (*explain) host->StartCapture();
-      row.answer = session->CheckPid(pid);
-      if (*explain) row.trace = host->StopCapture();
+      if (zel::Failed(vor::facts::ReadParentPid(pid, row.ppid))) continue;  // gone
+      vor::facts::ReadImagePath(pid, row.image);  // unreadable: shown as "-"
+      row.answer = session->CheckPid(pid, *explain ? &row.trace : nullptr);
       rows.push_back(std::move(row));
     }
 

@@ -6,13 +6,10 @@
 #include <vector>
 
 #include "commands.h"
-#include "diagnostics.h"
-#include "module_session.h"
+#include "host_session.h"
+#include "module/tool_facts.h"
 #include "output.h"
-#include "proclist/process_info.h"
-#include "reference_host.h"
-#include "runtime/result.h"
-#include "runtime/string.h"
+#include "vor/result.h"
 
 namespace vorctl {
 namespace {
@@ -22,32 +19,25 @@ struct CriticalProcess {
   std::string image;
 };
 
-std::string VersionText(const ModuleVersionRecord& record) {
-  return std::to_string(record.version[0]) + "." + std::to_string(record.version[1]) + "." +
-         std::to_string(record.version[2]) + "." + std::to_string(record.version[3]);
-}
-
 }  // namespace
 
 int RunStatus(const Globals& globals) {
-  std::optional<ReferenceHost> host = ReferenceHost::Create(globals);
-  if (!host) return kExitUsage;
-  std::unique_ptr<ModuleSession> session = ModuleSession::Open(globals, *host);
-  if (!session) return kExitModuleFailed;
+  int status = kExitOk;
+  std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
+  if (!session) return status;
 
-  const OsReleaseAnswer release = FindOsRelease(*host);
-  const FileListAnswer files = BuildFileList(*host, host->storage());
+  const vor::facts::OsRelease release = FindOsRelease(*session);
+  const vor::facts::FileSet files = BuildFileSet(*session);
   if (zel::Failed(files.result)) {
     PrintModuleFailure(files.failedStep, files.result);
     return kExitModuleFailed;
   }
   std::vector<CriticalProcess> critical;
-  const zel::Tracer& quiet = host->silent();
   for (std::uint32_t pid : ListProcessIds()) {
     if (!session->CheckPid(pid).critical) continue;
-    zel::string image;
-    vor::GetProcessImagePath(quiet, pid, image);
-    critical.push_back({pid, std::string(image.view())});
+    CriticalProcess process{pid, {}};
+    vor::facts::ReadImagePath(pid, process.image);
+    critical.push_back(std::move(process));
   }
 
   if (globals.json) {
@@ -57,8 +47,8 @@ int RunStatus(const Globals& globals) {
                 {{"name", release.name},
                  {"version", release.version},
                  {"result", FormatResult(release.result)},
-                 {"message", std::string(zel::GetResultCodeMessage(release.result))}}},
-               {"module", {{"path", session->module_path()}, {"version", VersionText(session->version())}}},
+                 {"message", std::string(vor_result_message(release.result))}}},
+               {"module", {{"path", session->modulePath()}, {"version", session->moduleVersion()}}},
                {"library_directories", files.libraryDirectories},
                {"critical_files", files.paths.size()},
                {"critical_processes", processes}});
@@ -66,13 +56,13 @@ int RunStatus(const Globals& globals) {
   }
   std::cout << "OS release:          ";
   if (zel::Failed(release.result)) {
-    std::cout << "unknown (" << zel::GetResultCodeMessage(release.result) << ", "
+    std::cout << "unknown (" << vor_result_message(release.result) << ", "
               << FormatResult(release.result) << ")\n";
   } else {
     std::cout << release.name << ' ' << release.version << '\n';
   }
-  std::cout << "Module:              " << session->module_path() << " (version "
-            << VersionText(session->version()) << ")\n";
+  std::cout << "Module:              " << session->modulePath() << " (version "
+            << session->moduleVersion() << ")\n";
   std::cout << "Library directories:";
   for (const std::string& dir : files.libraryDirectories) std::cout << ' ' << dir;
   std::cout << "\nCritical files:      " << files.paths.size() << "\n";

@@ -1,75 +1,51 @@
 // validate-proc-list FILE: judges a vor_proc.xms document as the module
 // would on an update, and prints its verdict and the entries it would use.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <iostream>
 #include <memory>
 #include <string>
 
 #include "commands.h"
-#include "host/posix_file.h"
+#include "host_session.h"
+#include "module/tool_facts.h"
 #include "output.h"
-#include "proclist/process_list_config.h"
-#include "reference_host.h"
-#include "runtime/result.h"
-#include "runtime/trace.h"
+#include "vor/result.h"
+#include "vor/session.h"
 
 namespace vorctl {
 namespace {
 
-// Opens FILE for reading; a FIFO or device is refused without blocking.
-vor::Ref<zel::IIo> OpenDocumentFile(const std::string& path, std::string& error) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (fd < 0) {
-    error = std::strerror(errno);
-    return nullptr;
-  }
-  struct stat info {};
-  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-    error = "not a regular file";
-    ::close(fd);
-    return nullptr;
-  }
-  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-  vor::Ref<zel::IIo> file = vor::host::PosixFile::Adopt(fd);
-  if (!file) error = "out of memory";
-  return file;
-}
-
 int Validate(const Globals& globals, const std::string& path) {
-  std::optional<ReferenceHost> host = ReferenceHost::Create(globals);
-  if (!host) return kExitUsage;
+  int status = kExitOk;
+  std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
+  if (!session) return status;
   std::string error;
-  vor::Ref<zel::IIo> file = OpenDocumentFile(path, error);
-  if (!file) {
+  vor::Ref<zel::IIo> file;
+  if (zel::Failed(vor::host::OpenLocalFile(path, file, error))) {
     PrintError("cannot read '" + path + "': " + error);
     return kExitModuleFailed;
   }
 
-  const zel::Tracer trace(vor::Ref<zel::ITracer>(host->tracer()), "vor: ");
-  vor::CriticalProcessEntries entries;
-  const zel::result_t code = vor::ReadProcessList(trace, host->locator(), file.get(), entries);
+  vor::Ref<zel::ITracer> tracer;
+  session->locator()->GetInterface(zel::ITracer::kIid, 0, tracer.put_void());
+  std::vector<vor::facts::ProcessListEntry> entries;
+  const zel::result_t code =
+      vor::facts::ReadProcessListDocument(tracer.get(), session->locator(), file.get(), entries);
   const bool valid = zel::Succeeded(code);
 
   if (globals.json) {
     Json list = Json::array();
-    for (const vor::CriticalProcessEntry& entry : entries) {
-      list.push_back({{"flags", entry.flags},
-                      {"path", std::string(entry.path.view())},
-                      {"parent_path", std::string(entry.parentPath.view())}});
+    for (const vor::facts::ProcessListEntry& entry : entries) {
+      list.push_back(
+          {{"flags", entry.flags}, {"path", entry.path}, {"parent_path", entry.parentPath}});
     }
     PrintJson({{"valid", valid}, {"result", FormatResult(code)}, {"entries", list}});
   } else {
     std::cout << (valid ? "valid" : "invalid") << " (" << FormatResult(code) << " "
-              << zel::GetResultCodeMessage(code) << "), " << entries.size() << " entries\n";
-    for (const vor::CriticalProcessEntry& entry : entries) {
+              << vor_result_message(code) << "), " << entries.size() << " entries\n";
+    for (const vor::facts::ProcessListEntry& entry : entries) {
       std::cout << "  flags 0x" << std::hex << entry.flags << std::dec;
-      if (!entry.path.empty()) std::cout << "  path " << entry.path.view();
-      if (!entry.parentPath.empty()) std::cout << "  parent_path " << entry.parentPath.view();
+      if (!entry.path.empty()) std::cout << "  path " << entry.path;
+      if (!entry.parentPath.empty()) std::cout << "  parent_path " << entry.parentPath;
       std::cout << '\n';
     }
   }

@@ -1,33 +1,16 @@
-// What vorctl computes with the module's own components (linked from
-// vor_core) for facts the ABI does not expose: the OS release the module
-// detects and the critical file set it builds.
+// Facts the host ABI does not expose, computed with the module's own code
+// (module/tool_facts.h) over the session's host services: the OS release the
+// module detects and the critical file set it builds.
 #ifndef VOR_TOOLS_VORCTL_DIAGNOSTICS_H_
 #define VOR_TOOLS_VORCTL_DIAGNOSTICS_H_
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
-#include "reference_host.h"
+#include "module/tool_facts.h"
+#include "vor/session.hpp"
 
 namespace vorctl {
 
-struct OsReleaseAnswer {
-  std::uint32_t result = 0;
-  std::string name;
-  std::string version;
-};
-
-struct FileListAnswer {
-  std::uint32_t result = 0;
-  std::string failedStep;  // which step failed, for the error message
-  std::vector<std::string> paths;  // sorted
-  std::vector<std::string> libraryDirectories;  // found by the probe
-};
-
-OsReleaseAnswer FindOsRelease(const ReferenceHost& host);
-// Builds the file list as the module does (the storage supplies nothing).
-FileListAnswer BuildFileList(const ReferenceHost& host, zel::IStorage* storage);
+vor::facts::OsRelease FindOsRelease(vor::host::Session& session);
+vor::facts::FileSet BuildFileSet(vor::host::Session& session);
 
 }  // namespace vorctl
 
