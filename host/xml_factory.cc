@@ -205,13 +205,21 @@ zel::result_t XmlFactory::OpenDocument(zel::IIo* source, std::uint32_t format,
     // its reader decides what an empty list means.
     if (!parsed && parsed.status != pugi::status_no_document_element) {
       if (parsed.status == pugi::status_out_of_memory) return kOutOfMemory;
+      XmlParseError parse{parsed.description(), 1, 1};
+      const std::size_t stop = std::min<std::size_t>(static_cast<std::size_t>(parsed.offset),
+                                                     content.size());
+      for (std::size_t k = 0; k < stop; ++k) {
+        parse.column = content[k] == '\n' ? 1 : parse.column + 1;
+        if (content[k] == '\n') ++parse.line;
+      }
       Fail(std::string("xml: ") + parsed.description() + " at offset " +
-           std::to_string(parsed.offset));
+           std::to_string(parsed.offset), std::move(parse));
       return kParseError;
     }
     {
       std::lock_guard<std::mutex> hold(mutex_);
       lastError_.clear();
+      lastParseError_ = {};
     }
     return HandDocument(std::move(tree), out);
   } catch (const std::bad_alloc&) {
@@ -224,10 +232,16 @@ std::string XmlFactory::last_error() const {
   return lastError_;
 }
 
-void XmlFactory::Fail(std::string text) {
+XmlParseError XmlFactory::last_parse_error() const {
+  std::lock_guard<std::mutex> hold(mutex_);
+  return lastParseError_;
+}
+
+void XmlFactory::Fail(std::string text, XmlParseError parse) {
   TraceLine(tracer_.get(), 300, text);
   std::lock_guard<std::mutex> hold(mutex_);
   lastError_ = std::move(text);
+  lastParseError_ = std::move(parse);
 }
 
 }  // namespace vor::host

@@ -17,6 +17,14 @@
 
 namespace vor::host {
 
+// The parser's own description of malformed XML and the line and column
+// (from 1) it stopped at.
+struct XmlParseError {
+  std::string description;
+  std::uint32_t line = 0;
+  std::uint32_t column = 0;
+};
+
 class XmlFactory : public HostObject<zel::IXmlFactory> {
  public:
   static constexpr std::size_t kDefaultMaxBytes = 16u << 20;
@@ -41,13 +49,18 @@ class XmlFactory : public HostObject<zel::IXmlFactory> {
   // "xml: Start-end tags mismatch at offset 42".
   std::string last_error() const;
 
+  // Where the last document that did not parse broke; empty and 0 when the
+  // last OpenDocument did not fail on malformed XML.
+  XmlParseError last_parse_error() const;
+
  private:
-  void Fail(std::string text);
+  void Fail(std::string text, XmlParseError parse = {});
 
   Ref<zel::ITracer> tracer_;
   std::size_t maxBytes_;
   mutable std::mutex mutex_;
   std::string lastError_;
+  XmlParseError lastParseError_;
 };
 
 }  // namespace vor::host

@@ -1,0 +1,177 @@
+// The C face of the session: argument checks, conversion to and from the C
+// structs, and no exception ever crossing into the caller.
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <string_view>
+
+#include "host/feature_flags.h"
+#include "runtime/result.h"
+#include "vor/session.h"
+#include "vor/session.hpp"
+
+struct vor_session {
+  std::unique_ptr<vor::host::Session> session;
+};
+
+namespace {
+
+using vor::host::Session;
+using vor::host::SessionOptions;
+
+// Options past the caller's `size` keep their defaults, so an older caller's
+// smaller struct is read safely.
+#define VOR_HAS(options, field) \
+  ((options).size >= offsetof(vor_session_options, field) + sizeof((options).field))
+
+// A NULL-terminated array of "NAME=VALUE" into pairs; false for a bad one.
+bool ReadAssignments(const char* const* texts,
+                     std::vector<std::pair<std::string, std::string>>& out) {
+  for (; texts != nullptr && *texts != nullptr; ++texts) {
+    auto assignment = vor::host::ParseAssignment(*texts);
+    if (!assignment) return false;
+    out.push_back(std::move(*assignment));
+  }
+  return true;
+}
+
+uint32_t ReadOptions(const vor_session_options& in, SessionOptions& out) {
+  if (in.size < sizeof(size_t)) return VOR_E_INVALID_ARGUMENT;
+  const auto text = [](const char* value) { return value ? std::string(value) : std::string(); };
+  if (VOR_HAS(in, module_path)) out.modulePath = text(in.module_path);
+  if (VOR_HAS(in, storage_dir)) out.storageDir = text(in.storage_dir);
+  if (VOR_HAS(in, root)) out.root = text(in.root);
+  if (VOR_HAS(in, flags) && !ReadAssignments(in.flags, out.flags)) {
+    return VOR_E_INVALID_ARGUMENT;
+  }
+  if (VOR_HAS(in, environment) &&
+      !ReadAssignments(in.environment, out.environment)) {
+    return VOR_E_INVALID_ARGUMENT;
+  }
+  if (VOR_HAS(in, trace_context) && in.trace != nullptr &&
+      in.trace_level != VOR_TRACE_NONE) {
+    out.traceLevel = in.trace_level;
+    out.trace = [fn = in.trace, context = in.trace_context](std::uint32_t level,
+                                                             std::string_view line) {
+      const std::string copy(line);  // NUL-terminated for the caller
+      fn(context, level, copy.c_str());
+    };
+  }
+  return VOR_OK;
+}
+
+// Hands the explanation's lines to a C callback.
+uint32_t Explained(const vor::host::Answer& answer, const std::vector<std::string>& lines,
+                   vor_trace_fn line, void* context, bool* critical) {
+  *critical = answer.critical;
+  for (const std::string& text : lines) line(context, VOR_TRACE_INFO, text.c_str());
+  return answer.result;
+}
+
+}  // namespace
+
+extern "C" {
+
+uint32_t vor_session_open(const vor_session_options* options, vor_session** out) {
+  if (out == nullptr) return VOR_E_INVALID_ARGUMENT;
+  *out = nullptr;
+  try {
+    SessionOptions read;
+    if (options != nullptr) {
+      const uint32_t code = ReadOptions(*options, read);
+      if (zel::Failed(code)) return code;
+    }
+    auto session = std::make_unique<vor_session>();
+    const uint32_t code = Session::Open(read, session->session);
+    if (zel::Failed(code)) return code;
+    *out = session.release();
+    return VOR_OK;
+  } catch (const std::bad_alloc&) {
+    return VOR_E_OUT_OF_MEMORY;
+  } catch (...) {
+    return VOR_E_UNEXPECTED;
+  }
+}
+
+uint32_t vor_session_check_file(vor_session* session, const char* utf8_path, bool* critical) {
+  if (critical != nullptr) *critical = false;
+  if (session == nullptr || utf8_path == nullptr || critical == nullptr) {
+    return VOR_E_INVALID_ARGUMENT;
+  }
+  const vor::host::Answer answer = session->session->CheckFile(utf8_path);
+  *critical = answer.critical;
+  return answer.result;
+}
+
+uint32_t vor_session_check_pid(vor_session* session, uint32_t pid, bool* critical) {
+  if (critical != nullptr) *critical = false;
+  if (session == nullptr || critical == nullptr) return VOR_E_INVALID_ARGUMENT;
+  const vor::host::Answer answer = session->session->CheckPid(pid);
+  *critical = answer.critical;
+  return answer.result;
+}
+
+uint32_t vor_session_explain_file(vor_session* session, const char* utf8_path, bool* critical,
+                                  vor_trace_fn line, void* context) {
+  if (critical != nullptr) *critical = false;
+  if (session == nullptr || utf8_path == nullptr || critical == nullptr || line == nullptr) {
+    return VOR_E_INVALID_ARGUMENT;
+  }
+  try {
+    std::vector<std::string> lines;
+    const vor::host::Answer answer = session->session->CheckFile(utf8_path, &lines);
+    return Explained(answer, lines, line, context, critical);
+  } catch (...) {
+    return VOR_E_OUT_OF_MEMORY;
+  }
+}
+
+uint32_t vor_session_explain_pid(vor_session* session, uint32_t pid, bool* critical,
+                                 vor_trace_fn line, void* context) {
+  if (critical != nullptr) *critical = false;
+  if (session == nullptr || critical == nullptr || line == nullptr) return VOR_E_INVALID_ARGUMENT;
+  try {
+    std::vector<std::string> lines;
+    const vor::host::Answer answer = session->session->CheckPid(pid, &lines);
+    return Explained(answer, lines, line, context, critical);
+  } catch (...) {
+    return VOR_E_OUT_OF_MEMORY;
+  }
+}
+
+uint32_t vor_session_reload(vor_session* session) {
+  if (session == nullptr) return VOR_E_INVALID_ARGUMENT;
+  return session->session->Reload();
+}
+
+uint32_t vor_session_list_status(vor_session* session, vor_list_status* status) {
+  if (session == nullptr || status == nullptr) return VOR_E_INVALID_ARGUMENT;
+  try {
+    const vor::host::ListStatus list = session->session->processList();
+    *status = {};
+    status->state = list.state;
+    status->entries = list.entries;
+    status->result = list.result;
+    status->line = list.line;
+    status->column = list.column;
+    const std::size_t length = std::min(list.description.size(), sizeof status->description - 1);
+    std::memcpy(status->description, list.description.data(), length);
+    return VOR_OK;
+  } catch (...) {
+    return VOR_E_OUT_OF_MEMORY;
+  }
+}
+
+const char* vor_session_module_version(vor_session* session) {
+  return session == nullptr ? nullptr : session->session->moduleVersion().c_str();
+}
+
+const char* vor_result_message(uint32_t code) {
+  // The texts are NUL-terminated literals, so the view's data ends in a NUL.
+  return zel::GetResultCodeMessage(code).data();
+}
+
+void vor_session_close(vor_session* session) { delete session; }
+
+}  // extern "C"

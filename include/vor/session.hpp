@@ -1,0 +1,94 @@
+// libvor-host for C++ hosts: the session of <vor/session.h> with standard
+// types. One Session loads libvor.so with the reference host's services,
+// creates and verifies the criticality service and answers checks from any
+// number of threads; Reload swaps in a new service instance.
+#ifndef VOR_SESSION_HPP_
+#define VOR_SESSION_HPP_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "vor/host_services.h"
+#include "vor/io.h"
+#include "vor/object.h"
+#include "vor/ref.h"
+#include "vor/result.h"
+#include "vor/session.h"
+
+namespace vor::host {
+
+struct SessionOptions {
+  std::string modulePath;  // empty: the installed module beside libvor-host
+  std::string storageDir;  // empty: an empty storage
+  std::string root;        // empty or "/": absolute paths as they stand
+  std::vector<std::pair<std::string, std::string>> flags;        // feature flags
+  std::vector<std::pair<std::string, std::string>> environment;  // %NAME% values
+  std::uint32_t traceLevel = VOR_TRACE_NONE;
+  // Receives the module's lines up to traceLevel, from any thread.
+  std::function<void(std::uint32_t level, std::string_view line)> trace;
+};
+
+struct ListStatus {
+  vor_list_state state = VOR_LIST_NONE;
+  std::uint32_t entries = 0;
+  zel::result_t result = VOR_OK;
+  std::uint32_t line = 0;  // malformed XML: where the parser stopped, from 1
+  std::uint32_t column = 0;
+  std::string description;
+};
+
+struct Answer {
+  zel::result_t result = VOR_OK;
+  bool critical = false;  // false whenever result is a failure
+};
+
+class VOR_HOST_API Session {
+ public:
+  // Opens a session; on failure `out` stays empty and `error` (when given)
+  // says which step failed ("cannot load module '...': ...").
+  static zel::result_t Open(const SessionOptions& options, std::unique_ptr<Session>& out,
+                            std::string* error = nullptr);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // `explain`, when given, receives the module's own lines of this one call.
+  Answer CheckFile(std::string_view utf8Path, std::vector<std::string>* explain = nullptr);
+  Answer CheckPid(std::uint32_t pid, std::vector<std::string>* explain = nullptr);
+
+  // Reads the storage again with a new instance; a failed process list keeps
+  // the instance in force and returns why.
+  zel::result_t Reload();
+
+  ListStatus processList() const;
+  const std::string& modulePath() const;
+  const std::string& moduleVersion() const;
+  // The host services the module is given, for callers that ask the module's
+  // components directly (through the ABI interfaces).
+  zel::IServiceLocator* locator() const;
+  // The storage the service was given.
+  zel::IStorage* storage() const;
+
+  // The installed module beside this library; empty when there is none.
+  static std::string DefaultModulePath();
+
+ private:
+  struct Impl;
+  explicit Session(std::unique_ptr<Impl> impl);
+  std::unique_ptr<Impl> impl_;
+};
+
+// A host stream over a local regular file (a path as the caller's process
+// sees it), for documents handed to the module's components; a FIFO or
+// device is refused without blocking. On failure `error` says why.
+VOR_HOST_API zel::result_t OpenLocalFile(const std::string& path, Ref<zel::IIo>& out,
+                                         std::string& error);
+
+}  // namespace vor::host
+
+#endif  // VOR_SESSION_HPP_

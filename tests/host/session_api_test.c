@@ -1,0 +1,145 @@
+/* The C API of libvor-host, called from C: bad arguments, checks from two
+ * threads at once, and a reload that puts a changed vor_proc.xms in force
+ * while a broken one leaves the list in force alone. */
+#define _GNU_SOURCE
+#include <pthread.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vor/session.h>
+
+static int failures;
+#define EXPECT(cond)                                              \
+  do {                                                            \
+    if (!(cond)) {                                                \
+      fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #cond); \
+      ++failures;                                                 \
+    }                                                             \
+  } while (0)
+
+static void BadArguments(void) {
+  vor_session* session = (vor_session*)1;
+  bool critical = true;
+  vor_session_options tiny = {0};
+  EXPECT(vor_session_open(NULL, NULL) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_open(&tiny, &session) == VOR_E_INVALID_ARGUMENT && session == NULL);
+  EXPECT(vor_session_check_file(NULL, "/usr/bin/ls", &critical) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(!critical);
+  EXPECT(vor_session_check_pid(NULL, 1, NULL) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_reload(NULL) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_list_status(NULL, NULL) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_module_version(NULL) == NULL);
+  EXPECT(strcmp(vor_result_message(VOR_E_INVALID_ARGUMENT), "Invalid argument") == 0);
+  EXPECT(strcmp(vor_result_message(0x80020000u), "Unknown result code") == 0);
+  vor_session_close(NULL);
+
+  const char* bad_flags[] = {"no-equals-sign", NULL};
+  vor_session_options options = {.size = sizeof options};
+  options.flags = bad_flags;
+  EXPECT(vor_session_open(&options, &session) == VOR_E_INVALID_ARGUMENT);
+  options.flags = NULL;
+  options.module_path = "/nonexistent/libvor.so";
+  EXPECT(vor_session_open(&options, &session) == VOR_E_MODULE_NOT_FOUND && session == NULL);
+
+  EXPECT(vor_session_open(NULL, &session) == VOR_OK);
+  EXPECT(vor_session_check_file(session, NULL, &critical) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_check_file(session, "", &critical) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_check_file(session, "/usr/bin/\xff", &critical) == VOR_E_INVALID_SYMBOL);
+  EXPECT(vor_session_check_pid(session, 0, &critical) == VOR_E_INVALID_ARGUMENT && !critical);
+  EXPECT(vor_session_explain_pid(session, 1, &critical, NULL, NULL) == VOR_E_INVALID_ARGUMENT);
+  vor_session_close(session);
+}
+
+static void* CheckMany(void* arg) {
+  vor_session* session = arg;
+  for (int i = 0; i < 2000; ++i) {
+    bool ls = false, self = false, tmp = true;
+    EXPECT(vor_session_check_file(session, "/usr/bin/ls", &ls) == VOR_OK && ls);
+    EXPECT(vor_session_check_file(session, "/tmp/not-critical", &tmp) == VOR_OK && !tmp);
+    EXPECT(vor_session_check_pid(session, (uint32_t)getpid(), &self) == VOR_OK && self);
+  }
+  return NULL;
+}
+
+static void TwoThreads(void) {
+  vor_session* session = NULL;
+  EXPECT(vor_session_open(NULL, &session) == VOR_OK);
+  if (session == NULL) return;
+  pthread_t threads[2];
+  for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckMany, session);
+  for (int i = 0; i < 2; ++i) pthread_join(threads[i], NULL);
+  vor_session_close(session);
+}
+
+static void WriteList(const char* dir, const char* text) {
+  char path[512];
+  snprintf(path, sizeof path, "%s/vor_proc.xms", dir);
+  FILE* file = fopen(path, "w");
+  fputs(text, file);
+  fclose(file);
+}
+
+static void CountLine(void* context, uint32_t level, const char* line) {
+  (void)level;
+  (void)line;
+  ++*(int*)context;
+}
+
+static void Reload(void) {
+  char dir[] = "/tmp/vor-session-XXXXXX";
+  EXPECT(mkdtemp(dir) != NULL);
+  pid_t child = fork();
+  if (child == 0) {
+    execl("/bin/sleep", "sleep", "30", (char*)NULL);
+    _exit(127);
+  }
+  usleep(100000);  /* let the child become sleep */
+  vor_session_options options = {.size = sizeof options};
+  options.storage_dir = dir;
+  vor_session* session = NULL;
+  vor_list_status status;
+  bool critical = true;
+  EXPECT(vor_session_open(&options, &session) == VOR_OK);
+  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_NONE);
+  EXPECT(vor_session_check_pid(session, (uint32_t)child, &critical) == VOR_OK && !critical);
+
+  WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/>"
+                 "<vor_process_entry flags=\"2\" parent_path=\"/sbin/init\"/></vor_process_list>");
+  EXPECT(vor_session_reload(session) == VOR_OK);
+  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_LOADED &&
+         status.entries == 2);
+  int lines = 0;
+  EXPECT(vor_session_explain_pid(session, (uint32_t)child, &critical, CountLine, &lines) == VOR_OK);
+  EXPECT(critical && lines > 0);
+
+  WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\"");
+  EXPECT(vor_session_reload(session) == 0x8000005au);
+  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_LOADED);
+  EXPECT(vor_session_check_pid(session, (uint32_t)child, &critical) == VOR_OK && critical);
+  vor_session_close(session);
+
+  /* Opened on the broken list, the session reports it and where it broke. */
+  EXPECT(vor_session_open(&options, &session) == VOR_OK);
+  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
+         status.result == 0x8000005au && status.line == 1 && status.column > 1 &&
+         status.description[0] != '\0');
+  vor_session_close(session);
+
+  kill(child, SIGKILL);
+  waitpid(child, NULL, 0);
+  char command[600];
+  snprintf(command, sizeof command, "rm -rf '%s'", dir);
+  EXPECT(system(command) == 0);
+}
+
+int main(void) {
+  BadArguments();
+  TwoThreads();
+  Reload();
+  printf("%d passed, %d failed\n", failures ? 0 : 1, failures ? 1 : 0);
+  return failures ? 1 : 0;
+}
