@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "diagnostics.h"
 #include "host_session.h"
 #include "module/tool_facts.h"
 #include "output.h"

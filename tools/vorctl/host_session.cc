@@ -1,0 +1,87 @@
+#include "host_session.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "output.h"
+#include "vor/session.h"
+
+namespace vorctl {
+namespace {
+
+// "NAME=VALUE" split at the first '='; false without a name or '='.
+bool SplitAssignment(const std::string& text, std::pair<std::string, std::string>& out) {
+  const std::size_t at = text.find('=');
+  if (at == std::string::npos || at == 0) return false;
+  out = {text.substr(0, at), text.substr(at + 1)};
+  return true;
+}
+
+bool ReadAssignments(const std::vector<std::string>& texts, const char* option,
+                     std::vector<std::pair<std::string, std::string>>& out) {
+  for (const std::string& text : texts) {
+    std::pair<std::string, std::string> assignment;
+    if (!SplitAssignment(text, assignment)) {
+      PrintError(std::string("invalid ") + option + " '" + text + "': expected NAME=VALUE");
+      return false;
+    }
+    out.push_back(std::move(assignment));
+  }
+  return true;
+}
+
+}  // namespace
+
+std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& status) {
+  status = kExitUsage;
+  // Directories the user named that are not there are usage errors, told
+  // before the module is loaded.
+  const std::pair<const char*, const std::string*> directories[] = {
+      {"storage directory", &globals.storageDir}, {"sysroot", &globals.sysroot}};
+  for (const auto& [what, dir] : directories) {
+    std::error_code error;
+    if (!dir->empty() && !std::filesystem::is_directory(*dir, error)) {
+      PrintError(std::string("cannot open ") + what + " '" + *dir + "': " +
+                 (error ? error.message() : "not a directory"));
+      return nullptr;
+    }
+  }
+  vor::host::SessionOptions options;
+  options.modulePath = globals.modulePath;
+  options.storageDir = globals.storageDir;
+  options.root = globals.sysroot;
+  if (!ReadAssignments(globals.flags, "--flag", options.flags) ||
+      !ReadAssignments(globals.env, "--env", options.environment)) {
+    return nullptr;
+  }
+  if (!globals.traceLevel.empty()) {
+    // The trace stream lives as long as the process: lines may come until exit.
+    std::FILE* stream = stderr;
+    if (!globals.traceFile.empty()) {
+      stream = std::fopen(globals.traceFile.c_str(), "we");
+      if (stream == nullptr) {
+        PrintError("cannot open trace file '" + globals.traceFile + "'");
+        return nullptr;
+      }
+    }
+    options.traceLevel = ParseTraceLevel(globals.traceLevel).value_or(VOR_TRACE_NONE);
+    options.trace = [stream](std::uint32_t, std::string_view line) {
+      std::fwrite(line.data(), 1, line.size(), stream);
+      std::fputc('\n', stream);
+      std::fflush(stream);
+    };
+  }
+  std::unique_ptr<vor::host::Session> session;
+  std::string error;
+  const zel::result_t code = vor::host::Session::Open(options, session, &error);
+  if (zel::Failed(code)) {
+    PrintModuleFailure(error, code);
+    status = kExitModuleFailed;
+    return nullptr;
+  }
+  status = kExitOk;
+  return session;
+}
+
+}  // namespace vorctl

@@ -1,0 +1,19 @@
+// vorctl's session: the reference host library's session, opened from the
+// global options. Every command that asks the module goes through it.
+#ifndef VOR_TOOLS_VORCTL_HOST_SESSION_H_
+#define VOR_TOOLS_VORCTL_HOST_SESSION_H_
+
+#include <memory>
+
+#include "globals.h"
+#include "vor/session.hpp"
+
+namespace vorctl {
+
+// Opens the session; on failure prints "vorctl: ..." and returns null with
+// the exit status in `status`.
+std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& status);
+
+}  // namespace vorctl
+
+#endif  // VOR_TOOLS_VORCTL_HOST_SESSION_H_
