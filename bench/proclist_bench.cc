@@ -20,7 +20,6 @@
 #include "host/host_object.h"
 #include "host/malloc_allocator.h"
 #include "host/service_locator.h"
-#include "host/stream_tracer.h"
 #include "host/xml_factory.h"
 #include "proclist/vor_process_list.h"
 
@@ -36,7 +35,7 @@ BENCHMARK(BM_MinimalProcReads);
 void BM_IsCriticalProcessByPid(benchmark::State& state) {
   auto locator = MakeHostObject<vor::host::ServiceLocator>();
   auto allocator = MakeHostObject<vor::host::MallocAllocator>();
-  auto tracer = MakeHostObject<vor::host::StreamTracer>(stderr, 0);  // every level off
+  auto tracer = MakeHostObject<vor::bench::SilentTracer>();
   auto xml = MakeHostObject<vor::host::XmlFactory>();
   auto flags = MakeHostObject<vor::host::FeatureFlags>();
   auto environment = MakeHostObject<vor::host::Environment>();

@@ -20,15 +20,4 @@ result_t ToUtf8(std::u16string_view in, string& out) noexcept {
   }
 }
 
-result_t ToUtf16(std::string_view in, u16string& out) noexcept {
-  try {
-    out.clear();
-    out.reserve(in.size());
-    if (!vor::utf::Utf8ToUtf16(in, [&](char16_t c) { out += c; })) return kErrInvalidSymbol;
-    return kOk;
-  } catch (...) {
-    return kErrOutOfMemory;
-  }
-}
-
 }  // namespace zel

@@ -17,8 +17,6 @@ std::u16string_view WideView(const char16_t* text);
 // Replaces `out` with the UTF-8 form of `in`. Returns 0, 0x80000300 for an
 // unpaired surrogate or 0x80000041 when memory runs out. Never throws.
 result_t ToUtf8(std::u16string_view in, string& out) noexcept;
-// Replaces `out` with the UTF-16 form of `in`; 0x80000300 for invalid UTF-8.
-result_t ToUtf16(std::string_view in, u16string& out) noexcept;
 
 // Sinks through which hosts hand text back into a framework string; Assign
 // never throws: running out of memory gives 0x80000041.

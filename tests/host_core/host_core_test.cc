@@ -1,24 +1,17 @@
-// The reference host's allocator, tracer and service locator.
+// The reference host's allocator, the session's tracer and the service locator.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "host/host_object.h"
 #include "host/malloc_allocator.h"
 #include "host/service_locator.h"
-#include "host/stream_tracer.h"
+#include "host/session_tracer.h"
 
 namespace vor::host {
 namespace {
-
-std::string ReadAll(std::FILE* stream) {
-  std::rewind(stream);
-  std::string text;
-  char buffer[256];
-  while (std::size_t n = std::fread(buffer, 1, sizeof buffer, stream)) text.append(buffer, n);
-  return text;
-}
 
 void Write(zel::ITracer* tracer, std::uint32_t level, const std::string& text) {
   zel::TraceRecord record{};
@@ -29,22 +22,24 @@ void Write(zel::ITracer* tracer, std::uint32_t level, const std::string& text) {
   record.sink->Commit(&record);
 }
 
-TEST(StreamTracerTest, WritesOneLinePerRecordUpToTheThreshold) {
-  std::FILE* stream = std::tmpfile();
-  ASSERT_NE(stream, nullptr);
+TEST(SessionTracerTest, CallsBackUpToItsLevelAndCollectsOnlyThisThreadsLines) {
+  std::vector<std::string> called;
+  auto tracer = MakeHostObject<SessionTracer>(
+      700, [&called](std::uint32_t, std::string_view line) { called.emplace_back(line); });
+  std::vector<std::string> collected;
   {
-    auto tracer = MakeHostObject<StreamTracer>(stream, 700);
+    SessionTracer::Collect collect(*tracer.get(), 800, collected);
     Write(tracer.get(), 300, "vor: first");
-    Write(tracer.get(), 800, "vor: too detailed");
-    Write(tracer.get(), 700, "vor: x.cc(1): m. Call stack:\n\tdone\r\x01");
+    Write(tracer.get(), 800, "vor: detailed");
+    std::thread([&] { Write(tracer.get(), 300, "vor: other thread"); }).join();
   }
-  EXPECT_EQ(ReadAll(stream), "vor: first\nvor: x.cc(1): m. Call stack:\\n\\tdone\\r\\x01\n");
-  std::fclose(stream);
-
-  auto unopenable = MakeHostObject<StreamTracer>(std::string("/nonexistent/dir/trace"), 700);
-  EXPECT_FALSE(unopenable->ok());
+  Write(tracer.get(), 800, "vor: nobody asks");
+  Write(tracer.get(), 700, "vor: x.cc(1): m. Call stack:\n\tdone\r\x01");
+  EXPECT_EQ(called, (std::vector<std::string>{"vor: first", "vor: other thread",
+                                              "vor: x.cc(1): m. Call stack:\\n\\tdone\\r\\x01"}));
+  EXPECT_EQ(collected, (std::vector<std::string>{"vor: first", "vor: detailed"}));
   zel::TraceRecord record{};
-  EXPECT_NE(unopenable->BeginRecord(300, &record, 512), 0u);
+  EXPECT_NE(tracer->BeginRecord(800, &record, 512), 0u) << "above the level, nobody collecting";
 }
 
 TEST(ServiceLocatorTest, ServesRegisteredServicesByInterfaceAndServiceId) {
