@@ -61,12 +61,18 @@ uint32_t ReadOptions(const vor_session_options& in, SessionOptions& out) {
   return VOR_OK;
 }
 
-// Hands the explanation's lines to a C callback.
-uint32_t Explained(const vor::host::Answer& answer, const std::vector<std::string>& lines,
-                   vor_trace_fn line, void* context, bool* critical) {
-  *critical = answer.critical;
-  for (const std::string& text : lines) line(context, VOR_TRACE_INFO, text.c_str());
-  return answer.result;
+// Runs `check` collecting the module's lines of it, then hands them to `line`.
+template <class Check>
+uint32_t Explain(bool* critical, vor_trace_fn line, void* context, Check check) {
+  try {
+    std::vector<std::string> lines;
+    const vor::host::Answer answer = check(&lines);
+    *critical = answer.critical;
+    for (const std::string& text : lines) line(context, VOR_TRACE_INFO, text.c_str());
+    return answer.result;
+  } catch (...) {
+    return VOR_E_OUT_OF_MEMORY;
+  }
 }
 
 }  // namespace
@@ -118,26 +124,18 @@ uint32_t vor_session_explain_file(vor_session* session, const char* utf8_path, b
   if (session == nullptr || utf8_path == nullptr || critical == nullptr || line == nullptr) {
     return VOR_E_INVALID_ARGUMENT;
   }
-  try {
-    std::vector<std::string> lines;
-    const vor::host::Answer answer = session->session->CheckFile(utf8_path, &lines);
-    return Explained(answer, lines, line, context, critical);
-  } catch (...) {
-    return VOR_E_OUT_OF_MEMORY;
-  }
+  return Explain(critical, line, context, [&](std::vector<std::string>* lines) {
+    return session->session->CheckFile(utf8_path, lines);
+  });
 }
 
 uint32_t vor_session_explain_pid(vor_session* session, uint32_t pid, bool* critical,
                                  vor_trace_fn line, void* context) {
   if (critical != nullptr) *critical = false;
   if (session == nullptr || critical == nullptr || line == nullptr) return VOR_E_INVALID_ARGUMENT;
-  try {
-    std::vector<std::string> lines;
-    const vor::host::Answer answer = session->session->CheckPid(pid, &lines);
-    return Explained(answer, lines, line, context, critical);
-  } catch (...) {
-    return VOR_E_OUT_OF_MEMORY;
-  }
+  return Explain(critical, line, context, [&](std::vector<std::string>* lines) {
+    return session->session->CheckPid(pid, lines);
+  });
 }
 
 uint32_t vor_session_reload(vor_session* session) {
