@@ -76,7 +76,9 @@ zel::result_t LumoFileFactory::Open(const char16_t* path, std::uint32_t access,
   } catch (const std::bad_alloc&) {
     return zel::kErrOutOfMemory;
   }
-  if (narrow.empty() || narrow.front() != '/') return kFileInvalidPath;
+  // Without a root a relative path means what it means to any process: the
+  // working directory. Under a root it would name a place outside it.
+  if (narrow.empty() || (narrow.front() != '/' && rootFd_ >= 0)) return kFileInvalidPath;
 
   // O_NONBLOCK: a FIFO without a writer must not hang the open; it is
   // rejected below and cleared for regular files.

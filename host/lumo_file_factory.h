@@ -1,6 +1,8 @@
 // LumoFileFactory: the host's ILumoFileFactory over POSIX. It opens regular
-// files for reading; with a root directory set, absolute paths and absolute
-// link targets resolve inside that directory as under a chroot.
+// files for reading; without a root, relative paths open against the working
+// directory; with a root directory set, absolute paths and absolute link
+// targets resolve inside that directory as under a chroot, and relative
+// paths are refused.
 #ifndef VOR_HOST_LUMO_FILE_FACTORY_H_
 #define VOR_HOST_LUMO_FILE_FACTORY_H_
 
@@ -17,7 +19,7 @@ namespace vor::host {
 inline constexpr zel::result_t kFileNotSupported = zel::kErrNotSupported;  // no openat2 in this kernel
 inline constexpr zel::result_t kFileNotRegular = zel::kErrAccessDenied;  // directory, FIFO, device...
 inline constexpr zel::result_t kFileNotImplemented = zel::kErrNotImplemented;  // a mode other than reading
-inline constexpr zel::result_t kFileInvalidPath = zel::kErrInvalidPathName;  // not absolute
+inline constexpr zel::result_t kFileInvalidPath = zel::kErrInvalidPathName;  // empty, or relative under a root
 inline constexpr zel::result_t kFileInvalidText = zel::kErrInvalidSymbol;  // path is not valid UTF-16
 
 class LumoFileFactory final : public HostObject<zel::ILumoFileFactory> {
