@@ -68,7 +68,8 @@ zel::result_t CodeAfter(std::string_view line, std::string_view words) {
 struct Session::Impl {
   // Creates, verifies and returns a service instance; the module's own lines
   // of its Verify tell the state of the process list it read.
-  zel::result_t NewInstance(std::shared_ptr<Instance>& out, ListStatus& list, std::string& error);
+  zel::result_t NewInstance(std::shared_ptr<Instance>& out, ListStatus& list,
+                            std::vector<std::string>& lines, std::string& error);
   ListStatus ListStatusFrom(const std::vector<std::string>& lines) const;
 
   std::string modulePath;
@@ -83,13 +84,14 @@ struct Session::Impl {
   std::shared_ptr<Module> module;
 
   std::atomic<std::shared_ptr<Instance>> current;
-  mutable std::mutex listMutex;  // guards `list`; Reload holds reloadMutex too
+  mutable std::mutex listMutex;  // guards `list` and `startup`; Reload holds reloadMutex too
   ListStatus list;
+  std::vector<std::string> startup;  // the module's lines of the instance in force
   std::mutex reloadMutex;
 };
 
 zel::result_t Session::Impl::NewInstance(std::shared_ptr<Instance>& out, ListStatus& status,
-                                         std::string& error) {
+                                         std::vector<std::string>& lines, std::string& error) {
   auto instance = std::make_shared<Instance>();
   instance->module = module;
   Ref<zel::IObjectFactory> factory;
@@ -116,9 +118,9 @@ zel::result_t Session::Impl::NewInstance(std::shared_ptr<Instance>& out, ListSta
     error = "cannot hand the storage to the service";
     return code;
   }
-  std::vector<std::string> lines;
+  lines.clear();
   {
-    SessionTracer::Collect collect(*tracer.get(), VOR_TRACE_INFO, lines);
+    SessionTracer::Collect collect(*tracer.get(), VOR_TRACE_INFO, lines, /*raw=*/true);
     code = state->Init();
     if (zel::Succeeded(code)) code = state->Verify();
   }
@@ -229,7 +231,7 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
     impl->module = std::move(module);
 
     std::shared_ptr<Instance> instance;
-    code = impl->NewInstance(instance, impl->list, why);
+    code = impl->NewInstance(instance, impl->list, impl->startup, why);
     if (zel::Failed(code)) return fail(code, why);
     impl->current.store(std::move(instance));
     out.reset(new Session(std::move(impl)));
@@ -242,10 +244,21 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
 Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* explain) {
   Answer answer;
   try {
-    std::u16string wide;
-    if (!utf::Utf8ToUtf16(utf8Path, [&](char16_t c) { wide.push_back(c); })) {
-      answer.result = VOR_E_INVALID_SYMBOL;
-      return answer;
+    // Checks come by the million: the UTF-16 copy reuses this thread's
+    // buffer, and ASCII, most paths, is widened without decoding.
+    thread_local std::u16string wide;
+    wide.resize(utf8Path.size());
+    std::size_t used = 0;
+    while (used < utf8Path.size() && static_cast<unsigned char>(utf8Path[used]) < 0x80) {
+      wide[used] = static_cast<char16_t>(utf8Path[used]);
+      ++used;
+    }
+    if (used < utf8Path.size()) {
+      wide.resize(used);
+      if (!utf::Utf8ToUtf16(utf8Path.substr(used), [&](char16_t c) { wide.push_back(c); })) {
+        answer.result = VOR_E_INVALID_SYMBOL;
+        return answer;
+      }
     }
     const std::shared_ptr<Instance> instance = impl_->current.load();
     std::vector<std::string> ignored;
@@ -280,13 +293,15 @@ zel::result_t Session::Reload() {
     std::lock_guard<std::mutex> hold(impl_->reloadMutex);
     std::shared_ptr<Instance> instance;
     ListStatus list;
+    std::vector<std::string> lines;
     std::string why;
-    const zel::result_t code = impl_->NewInstance(instance, list, why);
+    const zel::result_t code = impl_->NewInstance(instance, list, lines, why);
     if (zel::Failed(code)) return code;
     if (list.state == VOR_LIST_FAILED) return list.result;
     impl_->current.store(std::move(instance));
     std::lock_guard<std::mutex> listHold(impl_->listMutex);
     impl_->list = std::move(list);
+    impl_->startup = std::move(lines);
     return VOR_OK;
   } catch (const std::bad_alloc&) {
     return VOR_E_OUT_OF_MEMORY;
@@ -296,6 +311,16 @@ zel::result_t Session::Reload() {
 ListStatus Session::processList() const {
   std::lock_guard<std::mutex> hold(impl_->listMutex);
   return impl_->list;
+}
+
+std::vector<std::string> Session::startupLines() const {
+  std::lock_guard<std::mutex> hold(impl_->listMutex);
+  return impl_->startup;
+}
+
+XmlSyntaxError Session::lastXmlSyntaxError() const {
+  const XmlParseError parse = impl_->xml->last_parse_error();
+  return {parse.line, parse.column, parse.description};
 }
 
 const std::string& Session::modulePath() const { return impl_->modulePath; }

@@ -12,6 +12,7 @@ namespace {
 thread_local const void* t_owner = nullptr;
 thread_local std::uint32_t t_level = 0;
 thread_local std::vector<std::string>* t_lines = nullptr;
+thread_local bool t_raw = false;
 
 bool Collecting(const void* tracer, std::uint32_t level) {
   return t_owner == tracer && t_lines != nullptr && level <= t_level;
@@ -25,17 +26,20 @@ SessionTracer::SessionTracer(std::uint32_t level, Callback callback)
 SessionTracer::~SessionTracer() = default;
 
 SessionTracer::Collect::Collect(SessionTracer& tracer, std::uint32_t level,
-                                std::vector<std::string>& lines)
-    : previousOwner_(t_owner), previousLevel_(t_level), previousLines_(t_lines) {
+                                std::vector<std::string>& lines, bool raw)
+    : previousOwner_(t_owner), previousLevel_(t_level), previousLines_(t_lines),
+      previousRaw_(t_raw) {
   t_owner = &tracer;
   t_level = level;
   t_lines = &lines;
+  t_raw = raw;
 }
 
 SessionTracer::Collect::~Collect() {
   t_owner = previousOwner_;
   t_level = previousLevel_;
   t_lines = previousLines_;
+  t_raw = previousRaw_;
 }
 
 zel::result_t SessionTracer::BeginRecord(std::uint32_t level, zel::TraceRecord* record,
@@ -56,7 +60,9 @@ void SessionTracer::Commit(zel::TraceRecord* record) {
     line.reserve(length);
     AppendEscaped(line, std::string_view(text.get(), length));
     if (record->level <= level_) callback_(record->level, line);
-    if (Collecting(this, record->level)) t_lines->push_back(std::move(line));
+    if (Collecting(this, record->level)) {
+      t_lines->push_back(t_raw ? std::string(text.get(), length) : std::move(line));
+    }
   } catch (...) {
     // A line that cannot be delivered is lost; the module must not see a throw.
   }

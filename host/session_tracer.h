@@ -24,10 +24,12 @@ class SessionTracer : public HostObject<zel::ITracer>, private zel::ITraceSink {
   ~SessionTracer() override;
 
   // While alive, the lines up to `level` that this thread's calls write are
-  // appended to `lines` as well.
+  // appended to `lines` as well; `raw` keeps them as the module wrote them
+  // (for callers that read facts out of them), not escaped into one line.
   class Collect {
    public:
-    Collect(SessionTracer& tracer, std::uint32_t level, std::vector<std::string>& lines);
+    Collect(SessionTracer& tracer, std::uint32_t level, std::vector<std::string>& lines,
+            bool raw = false);
     ~Collect();
     Collect(const Collect&) = delete;
     Collect& operator=(const Collect&) = delete;
@@ -36,6 +38,7 @@ class SessionTracer : public HostObject<zel::ITracer>, private zel::ITraceSink {
     const void* previousOwner_;
     std::uint32_t previousLevel_;
     std::vector<std::string>* previousLines_;
+    bool previousRaw_;
   };
 
   zel::result_t BeginRecord(std::uint32_t level, zel::TraceRecord* record,

@@ -42,6 +42,13 @@ struct ListStatus {
   std::string description;
 };
 
+// Where the host's XML parser stopped on a malformed document, from 1.
+struct XmlSyntaxError {
+  std::uint32_t line = 0;
+  std::uint32_t column = 0;
+  std::string description;  // empty: the last document was not malformed
+};
+
 struct Answer {
   zel::result_t result = VOR_OK;
   bool critical = false;  // false whenever result is a failure
@@ -66,6 +73,14 @@ class VOR_HOST_API Session {
   zel::result_t Reload();
 
   ListStatus processList() const;
+  // The module's own lines (up to VOR_TRACE_INFO, unescaped) of creating and
+  // verifying the instance in force: what it found on this machine, such as
+  // the OS release and the library directories.
+  std::vector<std::string> startupLines() const;
+  // Where the session's XML factory stopped on the last document it was
+  // given, when that one was malformed XML; for tools that hand documents to
+  // the module's components through locator().
+  XmlSyntaxError lastXmlSyntaxError() const;
   const std::string& modulePath() const;
   const std::string& moduleVersion() const;
   // The host services the module is given, for callers that ask the module's
