@@ -1,7 +1,13 @@
-// check-file PATH... and check-pid PID...: ask the loaded module, one answer
-// per object; --explain adds the module's own trace lines for each decision.
+// check-file PATH... | - and check-pid PID... | -: ask the loaded module, one
+// answer per object, in order. With "-" the objects come from stdin and the
+// answers stream out as they come (JSON: one object per line). --explain
+// adds the module's own trace lines for each decision.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <charconv>
-#include <iostream>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,6 +16,7 @@
 #include "commands.h"
 #include "host_session.h"
 #include "output.h"
+#include "paths.h"
 #include "vor/result.h"
 
 namespace vorctl {
@@ -18,58 +25,235 @@ namespace {
 struct CheckOptions {
   std::vector<std::string> objects;
   bool explain = false;
+  bool exact = false;      // check-file: paths untouched
+  bool nul = false;        // stdin records end in NUL, not a line end
+  std::string only;        // "", "critical" or "not-critical"
 };
 
-std::optional<std::uint32_t> ParsePid(const std::string& text) {
+std::optional<std::uint32_t> ParsePid(std::string_view text) {
   std::uint32_t pid = 0;
   const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), pid);
   if (text.empty() || ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return pid;
 }
 
-// Runs `check` on every object and prints the answers; returns the exit status.
-template <class Check>
-int RunChecks(const Globals& globals, const CheckOptions& options, const std::string& command,
-              const char* key, bool numeric_key, Check check) {
+// Calls `each` with every record of stdin ended by `end` (the last one may
+// lack it) until `each` returns false; false when stdin cannot be read.
+template <class Each>
+bool ForEachRecord(char end, Each each) {
+  std::vector<char> buffer(1 << 20);
+  std::size_t have = 0;
+  for (;;) {
+    const ssize_t n = ::read(STDIN_FILENO, buffer.data() + have, buffer.size() - have);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return false;
+    if (n == 0) return have == 0 || each(std::string_view(buffer.data(), have)), true;
+    have += static_cast<std::size_t>(n);
+    std::size_t start = 0;
+    for (const char* at; (at = static_cast<const char*>(
+                              std::memchr(buffer.data() + start, end, have - start))) != nullptr;) {
+      const std::size_t stop = static_cast<std::size_t>(at - buffer.data());
+      if (!each(std::string_view(buffer.data() + start, stop - start))) return true;
+      start = stop + 1;
+    }
+    have -= start;
+    std::memmove(buffer.data(), buffer.data() + start, have);
+    if (have == buffer.size()) buffer.resize(buffer.size() * 2);  // one very long record
+  }
+}
+
+// Asks and prints; keeps the exit status of the answers so far.
+class Checker {
+ public:
+  Checker(const Globals& globals, const CheckOptions& options, vor::host::Session& session,
+          bool stream)
+      : globals_(globals), options_(options), session_(session), lines_(stream && globals.json) {}
+
+  void File(std::string_view typed, std::string_view asked) {
+    trace_.clear();
+    const vor::host::Answer answer = session_.CheckFile(asked, options_.explain ? &trace_ : nullptr);
+    if (!Shown(answer, "check-file", typed)) return;
+    if (globals_.json) {
+      Emit({{"path", typed}, {"asked", asked}}, answer);
+      return;
+    }
+    Write(typed);
+    if (asked != typed) {
+      Write(" -> ");
+      Write(asked);
+    }
+    Verdict(answer);
+  }
+
+  void Pid(std::string_view typed, std::uint32_t pid) {
+    trace_.clear();
+    const vor::host::Answer answer = session_.CheckPid(pid, options_.explain ? &trace_ : nullptr);
+    if (!Shown(answer, "check-pid", typed)) return;
+    if (globals_.json) {
+      Emit({{"pid", pid}}, answer);
+      return;
+    }
+    Write(typed);
+    Verdict(answer);
+  }
+
+  // Prints the JSON array of the answers when they were not streamed.
+  void Finish() {
+    if (globals_.json && !lines_) PrintJson(rows_);
+  }
+  int status() const { return status_; }
+
+ private:
+  // Counts the answer, tells a failure on stderr; whether it is printed.
+  bool Shown(const vor::host::Answer& answer, std::string_view command, std::string_view object) {
+    if (zel::Failed(answer.result)) {
+      PrintModuleFailure(std::string(command) + " " + std::string(object), answer.result);
+      status_ = kExitFailed;
+      return true;  // failures are always told
+    }
+    if (!answer.critical && status_ == kExitOk) status_ = kExitNegative;
+    return options_.only.empty() || (options_.only == "critical") == answer.critical;
+  }
+
+  void Emit(Json row, const vor::host::Answer& answer) {
+    row["critical"] = zel::Failed(answer.result) ? Json() : Json(answer.critical);
+    row["result"] = FormatResult(answer.result);
+    row["message"] = ResultMessage(answer.result);
+    if (options_.explain) row["trace"] = trace_;
+    if (lines_) {
+      PrintJson(row);
+    } else {
+      rows_.push_back(std::move(row));
+    }
+  }
+
+  // Ends the text line begun with the object.
+  void Verdict(const vor::host::Answer& answer) {
+    if (zel::Failed(answer.result)) {
+      const std::string failure =
+          ": " + ResultMessage(answer.result) + " (" + FormatResult(answer.result) + ")\n";
+      Write(failure);
+    } else {
+      Write(answer.critical ? ": critical\n" : ": not critical\n");
+    }
+    for (const std::string& line : trace_) {
+      Write("  ");
+      Write(line);
+      Write("\n");
+    }
+  }
+
+  const Globals& globals_;
+  const CheckOptions& options_;
+  vor::host::Session& session_;
+  const bool lines_;  // JSON Lines
+  Json rows_ = Json::array();
+  std::vector<std::string> trace_;
+  int status_ = kExitOk;
+};
+
+// Whether the objects come from stdin; nullopt (told) when "-" stands beside others.
+std::optional<bool> FromStdin(const CheckOptions& options) {
+  const bool dash = std::find(options.objects.begin(), options.objects.end(), "-") !=
+                    options.objects.end();
+  if (dash && options.objects.size() > 1) {
+    PrintError("'-' (read from stdin) must be the only object");
+    return std::nullopt;
+  }
+  return dash;
+}
+
+int RunFileChecks(const Globals& globals, const CheckOptions& options) {
+  const std::optional<bool> fromStdin = FromStdin(options);
+  if (!fromStdin) return kExitUsage;
+  const bool stream = *fromStdin;
+  const bool confined = !globals.sysroot.empty() && globals.sysroot != "/";
+  // Under a sysroot a relative path has no place to be taken from.
+  const auto relativeUnderRoot = [&](std::string_view path) {
+    if (options.exact || !confined || path.empty() || path.front() == '/') return false;
+    PrintError("check-file '" + std::string(path) + "': a relative path under --sysroot " +
+               globals.sysroot + " names nothing; give an absolute one");
+    return true;
+  };
+  if (!stream) {
+    for (const std::string& path : options.objects) {
+      if (relativeUnderRoot(path)) return kExitUsage;
+    }
+  }
+  std::string cwd;
+  if (!options.exact) {
+    char buffer[4096];
+    if (::getcwd(buffer, sizeof buffer) != nullptr) cwd = buffer;
+  }
   int status = kExitOk;
   std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
   if (!session) return status;
 
-  Json rows = Json::array();
-  for (const std::string& object : options.objects) {
-    std::vector<std::string> trace;
-    const vor::host::Answer answer = check(*session, object, options.explain ? &trace : nullptr);
-    const std::string message(vor_result_message(answer.result));
-    if (zel::Failed(answer.result)) {
-      PrintModuleFailure(command + " " + object, answer.result);
-      status = kExitModuleFailed;
-    } else if (!answer.critical && status == kExitOk) {
-      status = kExitNegative;
-    }
-    if (globals.json) {
-      Json row;
-      if (numeric_key) {
-        row[key] = *ParsePid(object);
-      } else {
-        row[key] = object;
-      }
-      row["critical"] = answer.critical;
-      row["result"] = FormatResult(answer.result);
-      row["message"] = message;
-      if (options.explain) row["trace"] = trace;
-      rows.push_back(std::move(row));
+  Checker checker(globals, options, *session, stream);
+  std::string asked;  // reused: no allocation per path
+  bool usage = false;
+  const auto check = [&](std::string_view typed) {
+    if (relativeUnderRoot(typed)) return !(usage = true);
+    if (options.exact || (!typed.empty() && typed.front() != '/' && cwd.empty())) {
+      checker.File(typed, typed);  // no working directory to take it from: asked as typed
     } else {
-      std::cout << object << ": ";
-      if (zel::Failed(answer.result)) {
-        std::cout << message << " (" << FormatResult(answer.result) << ")\n";
-      } else {
-        std::cout << (answer.critical ? "critical" : "not critical") << '\n';
-      }
-      for (const std::string& line : trace) std::cout << "  " << line << '\n';
+      AbsolutePath(typed, cwd, asked);
+      checker.File(typed, asked);
     }
+    return true;
+  };
+  if (!stream) {
+    for (const std::string& path : options.objects) check(path);
+  } else if (!ForEachRecord(options.nul ? '\0' : '\n', check)) {
+    PrintError(std::string("cannot read paths from stdin: ") + std::strerror(errno));
+    return kExitFailed;
   }
-  if (globals.json) PrintJson(rows);
-  return status;
+  if (usage) return kExitUsage;
+  checker.Finish();
+  return checker.status();
+}
+
+int RunPidChecks(const Globals& globals, const CheckOptions& options) {
+  const std::optional<bool> fromStdin = FromStdin(options);
+  if (!fromStdin) return kExitUsage;
+  const bool stream = *fromStdin;
+  int status = kExitOk;
+  std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
+  if (!session) return status;
+  Checker checker(globals, options, *session, stream);
+  if (!stream) {
+    for (const std::string& pid : options.objects) checker.Pid(pid, *ParsePid(pid));
+  } else {
+    std::size_t line = 0;
+    bool usage = false;
+    const bool read = ForEachRecord(options.nul ? '\0' : '\n', [&](std::string_view text) {
+      ++line;
+      const std::optional<std::uint32_t> pid = ParsePid(text);
+      if (!pid) {
+        PrintError("check-pid: invalid process id '" + std::string(text) + "' on line " +
+                   std::to_string(line) + " of stdin");
+        return !(usage = true);
+      }
+      checker.Pid(text, *pid);
+      return true;
+    });
+    if (!read) {
+      PrintError(std::string("cannot read pids from stdin: ") + std::strerror(errno));
+      return kExitFailed;
+    }
+    if (usage) return kExitUsage;
+  }
+  checker.Finish();
+  return ReportFailedList(*session, globals) ? kExitFailed : checker.status();
+}
+
+void AddCommonOptions(CLI::App& command, CheckOptions& options, const char* what) {
+  command.add_flag("--explain", options.explain,
+                   std::string("show the module's trace lines for each ") + what);
+  command.add_flag("-0", options.nul, "with -: stdin holds NUL-separated objects (find -print0)");
+  command.add_option("--only", options.only, "print only these answers; failures are always printed")
+      ->check(CLI::IsMember({"critical", "not-critical"}))
+      ->type_name("critical|not-critical");
 }
 
 }  // namespace
@@ -78,33 +262,31 @@ void AddCheckCommands(CLI::App& app, const Globals& globals, int& status) {
   auto files = std::make_shared<CheckOptions>();
   CLI::App* check_file =
       app.add_subcommand("check-file", "Ask whether files are critical to the OS")
-          ->footer("Example: vorctl check-file /usr/bin/ls /tmp/x\n"
+          ->footer("Examples: vorctl check-file /usr/bin/ls ../lib/libc.so.6\n"
+                   "          find /usr -print0 | vorctl check-file -0 --only critical -\n"
                    "Exit status: 0 all critical, 1 some not critical, 3 a check failed.");
-  check_file->add_option("PATH", files->objects, "absolute file paths")->required();
-  check_file->add_flag("--explain", files->explain, "show the module's trace lines for each path");
-  check_file->callback([&globals, &status, files] {
-    status = RunChecks(globals, *files, "check-file", "path", false,
-                       [](vor::host::Session& s, const std::string& path, std::vector<std::string>* trace) {
-                         return s.CheckFile(path, trace);
-                       });
-  });
+  check_file->add_option("PATH", files->objects,
+                         "paths, taken against the working directory; - reads them from stdin")
+      ->required();
+  check_file->add_flag("--exact", files->exact,
+                       "ask about each path exactly as given, as a host would");
+  AddCommonOptions(*check_file, *files, "path");
+  check_file->callback([&globals, &status, files] { status = RunFileChecks(globals, *files); });
 
   auto pids = std::make_shared<CheckOptions>();
   CLI::App* check_pid =
       app.add_subcommand("check-pid", "Ask whether running processes are critical to the OS")
-          ->footer("Example: vorctl check-pid 1 $$\n"
-                   "Exit status: 0 all critical, 1 some not critical, 3 a check failed.");
-  check_pid->add_option("PID", pids->objects, "process ids (decimal)")
+          ->footer("Examples: vorctl check-pid 1 $$\n"
+                   "          pgrep ssh | vorctl --json check-pid -\n"
+                   "Exit status: 0 all critical, 1 some not critical, 3 a check failed\n"
+                   "or the process list in force failed.");
+  check_pid->add_option("PID", pids->objects, "process ids (decimal); - reads them from stdin")
       ->required()
       ->check([](const std::string& text) {
-        return ParsePid(text) ? std::string() : "invalid process id '" + text + "'";
+        return text == "-" || ParsePid(text) ? std::string() : "invalid process id '" + text + "'";
       });
-  check_pid->add_flag("--explain", pids->explain, "show the module's trace lines for each pid");
-  check_pid->callback([&globals, &status, pids] {
-    status = RunChecks(globals, *pids, "check-pid", "pid", true, [](vor::host::Session& s, const std::string& pid, std::vector<std::string>* trace) {
-      return s.CheckPid(*ParsePid(pid), trace);
-    });
-  });
+  AddCommonOptions(*check_pid, *pids, "pid");
+  check_pid->callback([&globals, &status, pids] { status = RunPidChecks(globals, *pids); });
 }
 
 }  // namespace vorctl

@@ -1,6 +1,5 @@
 // explain CODE...: the text of each result code, given in hex (0x...) or decimal.
 #include <charconv>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,7 +7,6 @@
 
 #include "commands.h"
 #include "output.h"
-#include "runtime/result.h"
 
 namespace vorctl {
 namespace {
@@ -51,12 +49,12 @@ void AddExplainCommand(CLI::App& app, const Globals& globals, int& status) {
       Json out = Json::array();
       for (std::uint32_t code : parsed) {
         out.push_back({{"code", FormatResult(code)},
-                       {"message", std::string(zel::GetResultCodeMessage(code))}});
+                       {"message", ResultMessage(code)}});
       }
       PrintJson(out);
     } else {
       for (std::uint32_t code : parsed) {
-        std::cout << FormatResult(code) << "  " << zel::GetResultCodeMessage(code) << '\n';
+        Out() << FormatResult(code) << "  " << ResultMessage(code) << '\n';
       }
     }
     status = kExitOk;

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 #include <memory>
 #include <string>
 
@@ -48,13 +47,13 @@ void AddMakeTestSampleCommand(CLI::App& app, const Globals& globals, int& status
     const std::string error = WriteSample(path);
     if (!error.empty()) {
       PrintError("cannot write '" + path + "': " + error);
-      status = kExitModuleFailed;
+      status = kExitFailed;
       return;
     }
     if (globals.json) {
       PrintJson({{"path", path}});
     } else {
-      std::cout << path << '\n';
+      Out() << path << '\n';
     }
     status = kExitOk;
   });

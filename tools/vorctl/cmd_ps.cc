@@ -1,12 +1,17 @@
-// ps: every running process with its parent, image and the module's verdict.
-// Processes come and go during the walk; one that vanished is left out.
+// ps: every running process with its parent, image and the module's verdict
+// in words. Kernel threads and processes in another mount namespace than
+// vorctl's own are marked (vorctl's own reading of /proc). Processes come and
+// go during the walk; one that vanished is left out.
 #include <dirent.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
+#include <fstream>
 #include <iomanip>
-#include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,18 +19,50 @@
 #include "host_session.h"
 #include "module/tool_facts.h"
 #include "output.h"
-#include "vor/result.h"
 
 namespace vorctl {
 namespace {
 
 struct Row {
-  std::uint32_t pid;
-  std::uint32_t ppid;
-  std::string image;  // empty when unreadable (kernel threads, other namespaces)
+  std::uint32_t pid = 0;
+  std::uint32_t ppid = 0;
+  std::string image;  // empty when unreadable (kernel threads, other users' processes)
+  bool kernelThread = false;
+  std::optional<bool> otherMntNs;  // nullopt: unreadable
   vor::host::Answer answer;
   std::vector<std::string> trace;
 };
+
+// The PF_KTHREAD bit of the flags in /proc/PID/stat (the ninth field).
+bool IsKernelThread(std::uint32_t pid) {
+  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+  std::string text;
+  std::getline(stat, text);
+  const std::size_t close = text.rfind(')');
+  if (close == std::string::npos) return false;
+  std::istringstream fields(text.substr(close + 1));
+  std::string field;
+  for (int i = 0; i < 7 && fields >> field; ++i) {
+  }
+  unsigned long flags = 0;
+  std::from_chars(field.data(), field.data() + field.size(), flags);
+  return (flags & 0x00200000ul) != 0;
+}
+
+// The mount namespace link of a process; empty when unreadable, `denied` set
+// when that was for want of privilege.
+std::string MountNamespace(const std::string& pid, bool& denied) {
+  char target[64];
+  const ssize_t n = ::readlink(("/proc/" + pid + "/ns/mnt").c_str(), target, sizeof target);
+  if (n < 0 && (errno == EACCES || errno == EPERM)) denied = true;
+  return n > 0 ? std::string(target, static_cast<std::size_t>(n)) : std::string();
+}
+
+std::string Verdict(const Row& row) {
+  if (zel::Succeeded(row.answer.result)) return row.answer.critical ? "critical" : "not critical";
+  if (row.kernelThread) return "kernel thread";
+  return ResultMessage(row.answer.result) + " (" + FormatResult(row.answer.result) + ")";
+}
 
 }  // namespace
 
@@ -45,48 +82,65 @@ std::vector<std::uint32_t> ListProcessIds() {
 
 void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
   auto explain = std::make_shared<bool>(false);
+  auto criticalOnly = std::make_shared<bool>(false);
   CLI::App* command =
       app.add_subcommand("ps", "List running processes with the module's verdict")
-          ->footer("Example: vorctl --json ps");
+          ->footer("Examples: vorctl ps --critical\n"
+                   "          vorctl --json ps\n"
+                   "Exit status: 0, or 3 when the process list in force failed.");
   command->add_flag("--explain", *explain, "show the module's trace lines for each process");
-  command->callback([&globals, &status, explain] {
+  command->add_flag("--critical", *criticalOnly, "only the critical processes");
+  command->callback([&globals, &status, explain, criticalOnly] {
     std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
     if (!session) return;
+    bool denied = false;
+    const std::string ownNs = MountNamespace("self", denied);
     std::vector<Row> rows;
     for (std::uint32_t pid : ListProcessIds()) {
-      Row row{pid, 0, {}, {}, {}};
+      Row row;
+      row.pid = pid;
       if (zel::Failed(vor::facts::ReadParentPid(pid, row.ppid))) continue;  // gone
-      vor::facts::ReadImagePath(pid, row.image);  // unreadable: shown as "-"
       row.answer = session->CheckPid(pid, *explain ? &row.trace : nullptr);
+      if (*criticalOnly && !row.answer.critical) continue;
+      if (vor::facts::ReadImagePath(pid, row.image) == VOR_E_ACCESS_DENIED) denied = true;
+      row.kernelThread = IsKernelThread(pid);
+      const std::string ns = MountNamespace(std::to_string(pid), denied);
+      if (!ns.empty() && !ownNs.empty()) row.otherMntNs = ns != ownNs;
       rows.push_back(std::move(row));
     }
 
     if (globals.json) {
       Json out = Json::array();
       for (const Row& row : rows) {
+        const bool failed = zel::Failed(row.answer.result);
         Json item = {{"pid", row.pid},
-                               {"ppid", row.ppid},
-                               {"image", row.image},
-                               {"critical", row.answer.critical},
-                               {"result", FormatResult(row.answer.result)}};
+                     {"ppid", row.ppid},
+                     {"image", row.image},
+                     {"kernel_thread", row.kernelThread},
+                     {"other_mnt_ns", row.otherMntNs ? Json(*row.otherMntNs) : Json()},
+                     {"critical", failed ? Json() : Json(row.answer.critical)},
+                     {"result", FormatResult(row.answer.result)},
+                     {"message", ResultMessage(row.answer.result)}};
         if (*explain) item["trace"] = row.trace;
         out.push_back(std::move(item));
       }
       PrintJson(out);
     } else {
-      std::cout << std::setw(7) << "PID" << ' ' << std::setw(7) << "PPID" << "  "
-                << std::left << std::setw(14) << "VERDICT" << std::right << "IMAGE\n";
+      Out() << std::setw(7) << "PID" << ' ' << std::setw(7) << "PPID" << "  " << std::left
+            << std::setw(14) << "VERDICT" << std::right << "IMAGE\n";
       for (const Row& row : rows) {
-        const std::string verdict = zel::Failed(row.answer.result)
-                                        ? FormatResult(row.answer.result)
-                                        : (row.answer.critical ? "critical" : "-");
-        std::cout << std::setw(7) << row.pid << ' ' << std::setw(7) << row.ppid << "  "
-                  << std::left << std::setw(14) << verdict << std::right
-                  << (row.image.empty() ? "-" : row.image) << '\n';
-        for (const std::string& line : row.trace) std::cout << "    " << line << '\n';
+        Out() << std::setw(7) << row.pid << ' ' << std::setw(7) << row.ppid << "  " << std::left
+              << std::setw(14) << Verdict(row) << std::right
+              << (row.image.empty() ? "-" : row.image)
+              << (row.otherMntNs.value_or(false) ? "  (other mount namespace)" : "") << '\n';
+        for (const std::string& line : row.trace) Out() << "    " << line << '\n';
       }
     }
-    status = kExitOk;
+    if (denied && geteuid() != 0) {
+      PrintError("some processes' images or namespaces are readable by root alone: "
+                 "shown as '-' and unmarked");
+    }
+    status = ReportFailedList(*session, globals) ? kExitFailed : kExitOk;
   });
 }
 

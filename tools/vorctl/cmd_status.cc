@@ -1,16 +1,14 @@
-// status (the default command): what the module sees on this machine.
-#include <iostream>
+// status (the default command): what the loaded module sees on this machine.
+#include <algorithm>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "commands.h"
-#include "diagnostics.h"
 #include "host_session.h"
 #include "module/tool_facts.h"
+#include "module_facts.h"
 #include "output.h"
-#include "vor/result.h"
 
 namespace vorctl {
 namespace {
@@ -20,6 +18,16 @@ struct CriticalProcess {
   std::string image;
 };
 
+const char* StateName(vor_list_state state) {
+  switch (state) {
+    case VOR_LIST_LOADED: return "loaded";
+    case VOR_LIST_FAILED: return "failed";
+    default: return "none";
+  }
+}
+
+Json OrNull(std::uint32_t value) { return value == 0 ? Json() : Json(value); }
+
 }  // namespace
 
 int RunStatus(const Globals& globals) {
@@ -27,12 +35,12 @@ int RunStatus(const Globals& globals) {
   std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
   if (!session) return status;
 
-  const vor::facts::OsRelease release = FindOsRelease(*session);
-  const vor::facts::FileSet files = BuildFileSet(*session);
-  if (zel::Failed(files.result)) {
-    PrintModuleFailure(files.failedStep, files.result);
-    return kExitModuleFailed;
-  }
+  const OsRelease release = ModuleOsRelease(*session);
+  const std::vector<std::string> directories = ModuleLibraryDirectories(*session);
+  const CriticalFiles files = ConfirmedFileSet(*session);
+  const Presence present(globals);
+  const auto presentCount = std::count_if(files.paths.begin(), files.paths.end(), std::cref(present));
+  const vor::host::ListStatus list = session->processList();
   std::vector<CriticalProcess> critical;
   for (std::uint32_t pid : ListProcessIds()) {
     if (!session->CheckPid(pid).critical) continue;
@@ -44,40 +52,64 @@ int RunStatus(const Globals& globals) {
   if (globals.json) {
     Json processes = Json::array();
     for (const CriticalProcess& p : critical) processes.push_back({{"pid", p.pid}, {"image", p.image}});
-    PrintJson({{"os_release",
+    const bool failed = list.state == VOR_LIST_FAILED;
+    PrintJson({{"os",
                 {{"name", release.name},
                  {"version", release.version},
                  {"result", FormatResult(release.result)},
-                 {"message", std::string(vor_result_message(release.result))}}},
+                 {"message", ResultMessage(release.result)}}},
                {"module", {{"path", session->modulePath()}, {"version", session->moduleVersion()}}},
-               {"library_directories", files.libraryDirectories},
-               {"critical_files", files.paths.size()},
+               {"library_directories", directories},
+               {"critical_files", {{"listed", files.paths.size()}, {"present", presentCount}}},
+               {"process_list",
+                {{"state", StateName(list.state)},
+                 {"file", globals.storageDir.empty() ? Json() : Json(ListFile(globals))},
+                 {"entries", list.entries},
+                 {"result", FormatResult(list.result)},
+                 {"message", ResultMessage(list.result)},
+                 {"line", OrNull(list.line)},
+                 {"column", OrNull(list.column)},
+                 {"description", failed && list.line != 0 ? Json(list.description) : Json()}}},
                {"critical_processes", processes}});
-    return kExitOk;
-  }
-  std::cout << "OS release:          ";
-  if (zel::Failed(release.result)) {
-    std::cout << "unknown (" << vor_result_message(release.result) << ", "
-              << FormatResult(release.result) << ")\n";
   } else {
-    std::cout << release.name << ' ' << release.version << '\n';
+    Out() << "OS release:          ";
+    if (zel::Failed(release.result)) {
+      Out() << "unknown (" << ResultMessage(release.result) << ", "
+            << FormatResult(release.result) << ")\n";
+    } else {
+      Out() << release.name << ' ' << release.version << '\n';
+    }
+    Out() << "Module:              " << session->modulePath() << " (version "
+          << session->moduleVersion() << ")\n";
+    Out() << "Library directories:";
+    for (const std::string& dir : directories) Out() << ' ' << dir;
+    Out() << "\nCritical files:      " << files.paths.size() << " listed, " << presentCount
+          << " present here\n";
+    Out() << "Process list:        " << StateName(list.state);
+    if (list.state == VOR_LIST_LOADED) {
+      Out() << ", " << list.entries << " entries from " << ListFile(globals);
+    } else if (list.state == VOR_LIST_FAILED) {
+      Out() << ": " << ListFile(globals) << ": " << ResultMessage(list.result) << " ("
+            << FormatResult(list.result) << ")";
+      if (list.line != 0) {
+        Out() << ", line " << list.line << ", column " << list.column << ": " << list.description;
+      }
+    }
+    Out() << "\nCritical processes:  " << critical.size() << "\n";
+    for (const CriticalProcess& p : critical) {
+      Out() << "  " << p.pid << ' ' << (p.image.empty() ? "?" : p.image) << '\n';
+    }
   }
-  std::cout << "Module:              " << session->modulePath() << " (version "
-            << session->moduleVersion() << ")\n";
-  std::cout << "Library directories:";
-  for (const std::string& dir : files.libraryDirectories) std::cout << ' ' << dir;
-  std::cout << "\nCritical files:      " << files.paths.size() << "\n";
-  std::cout << "Critical processes:  " << critical.size() << "\n";
-  for (const CriticalProcess& p : critical) {
-    std::cout << "  " << p.pid << ' ' << (p.image.empty() ? "?" : p.image) << '\n';
-  }
+  if (ReportFailedList(*session, globals) || !files.ok) return kExitFailed;
   return kExitOk;
 }
 
 void AddStatusCommand(CLI::App& app, const Globals& globals, int& status) {
   app.add_subcommand("status", "Show the OS release, module, library directories, critical "
-                               "file count and running critical processes (the default)")
-      ->footer("Example: vorctl status")
+                               "files, the process list in force and running critical "
+                               "processes (the default)")
+      ->footer("Example: vorctl --storage /var/opt/storage status\n"
+               "Exit status: 0, or 3 when the process list in force failed.")
       ->callback([&globals, &status] { status = RunStatus(globals); });
 }
 

@@ -1,6 +1,6 @@
 // validate-proc-list FILE: judges a vor_proc.xms document as the module
-// would on an update, and prints its verdict and the entries it would use.
-#include <iostream>
+// would on an update, and prints its verdict, the entries it would use and,
+// for malformed XML, where and why the parser stopped.
 #include <memory>
 #include <string>
 
@@ -8,8 +8,6 @@
 #include "host_session.h"
 #include "module/tool_facts.h"
 #include "output.h"
-#include "vor/result.h"
-#include "vor/session.h"
 
 namespace vorctl {
 namespace {
@@ -22,7 +20,7 @@ int Validate(const Globals& globals, const std::string& path) {
   vor::Ref<zel::IIo> file;
   if (zel::Failed(vor::host::OpenLocalFile(path, file, error))) {
     PrintError("cannot read '" + path + "': " + error);
-    return kExitModuleFailed;
+    return kExitFailed;
   }
 
   vor::Ref<zel::ITracer> tracer;
@@ -31,6 +29,9 @@ int Validate(const Globals& globals, const std::string& path) {
   const zel::result_t code =
       vor::facts::ReadProcessListDocument(tracer.get(), session->locator(), file.get(), entries);
   const bool valid = zel::Succeeded(code);
+  vor::host::XmlSyntaxError syntax;
+  if (code == VOR_E_INVALID_SIGNATURE) syntax = session->lastXmlSyntaxError();
+  const bool located = syntax.line != 0;
 
   if (globals.json) {
     Json list = Json::array();
@@ -38,15 +39,26 @@ int Validate(const Globals& globals, const std::string& path) {
       list.push_back(
           {{"flags", entry.flags}, {"path", entry.path}, {"parent_path", entry.parentPath}});
     }
-    PrintJson({{"valid", valid}, {"result", FormatResult(code)}, {"entries", list}});
+    PrintJson({{"valid", valid},
+               {"result", FormatResult(code)},
+               {"message", ResultMessage(code)},
+               {"line", located ? Json(syntax.line) : Json()},
+               {"column", located ? Json(syntax.column) : Json()},
+               {"description", located ? Json(syntax.description) : Json()},
+               {"entries", list}});
   } else {
-    std::cout << (valid ? "valid" : "invalid") << " (" << FormatResult(code) << " "
-              << vor_result_message(code) << "), " << entries.size() << " entries\n";
+    Out() << (valid ? "valid" : "invalid") << " (" << FormatResult(code) << " "
+          << ResultMessage(code) << ")";
+    if (located) {
+      Out() << ", line " << syntax.line << ", column " << syntax.column << ": "
+            << syntax.description;
+    }
+    Out() << ", " << entries.size() << " entries\n";
     for (const vor::facts::ProcessListEntry& entry : entries) {
-      std::cout << "  flags 0x" << std::hex << entry.flags << std::dec;
-      if (!entry.path.empty()) std::cout << "  path " << entry.path;
-      if (!entry.parentPath.empty()) std::cout << "  parent_path " << entry.parentPath;
-      std::cout << '\n';
+      Out() << "  flags 0x" << std::hex << entry.flags << std::dec;
+      if (!entry.path.empty()) Out() << "  path " << entry.path;
+      if (!entry.parentPath.empty()) Out() << "  parent_path " << entry.parentPath;
+      Out() << '\n';
     }
   }
   return valid ? kExitOk : kExitNegative;

@@ -13,7 +13,8 @@ enum ExitStatus : int {
   kExitOk = 0,            // success; for checks: every object critical
   kExitNegative = 1,      // some object not critical, or an invalid document
   kExitUsage = 2,         // usage error
-  kExitModuleFailed = 3,  // a module operation failed
+  kExitFailed = 3,        // a question failed, the process list in force failed,
+                          // or output could not be written
 };
 
 struct Globals {
@@ -25,6 +26,7 @@ struct Globals {
   std::string traceLevel;            // empty: no trace
   std::string traceFile;             // empty: stderr
   bool json = false;
+  bool version = false;
 };
 
 // "error", "warning", "info", "debug" or a number; nullopt when malformed.

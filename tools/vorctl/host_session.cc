@@ -1,9 +1,13 @@
 #include "host_session.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <string>
 
+#include "module/tool_facts.h"
 #include "output.h"
 #include "vor/session.h"
 
@@ -31,6 +35,19 @@ bool ReadAssignments(const std::vector<std::string>& texts, const char* option,
   return true;
 }
 
+// A setting the module never reads changes nothing: say so, and name the
+// ones it reads, so that a misspelt name does not pass for a setting.
+void WarnUnread(const std::vector<std::pair<std::string, std::string>>& given,
+                const std::vector<std::string>& read, const char* what) {
+  for (const auto& [name, value] : given) {
+    if (std::find(read.begin(), read.end(), name) != read.end()) continue;
+    std::string known;
+    for (const std::string& r : read) known += (known.empty() ? "" : ", ") + r;
+    PrintWarning(std::string("the module reads no ") + what + " '" + name + "'; it reads: " +
+                 (known.empty() ? "none" : known));
+  }
+}
+
 }  // namespace
 
 std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& status) {
@@ -42,8 +59,11 @@ std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& sta
   for (const auto& [what, dir] : directories) {
     std::error_code error;
     if (!dir->empty() && !std::filesystem::is_directory(*dir, error)) {
+      // /proc/PID/root of another user's process is readable by root alone.
+      const bool needsRoot = error == std::errc::permission_denied && geteuid() != 0;
       PrintError(std::string("cannot open ") + what + " '" + *dir + "': " +
-                 (error ? error.message() : "not a directory"));
+                 (error ? error.message() : "not a directory") +
+                 (needsRoot ? " (this needs root)" : ""));
       return nullptr;
     }
   }
@@ -55,6 +75,9 @@ std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& sta
       !ReadAssignments(globals.env, "--env", options.environment)) {
     return nullptr;
   }
+  const vor::facts::HostSettings read = vor::facts::SettingsRead();
+  WarnUnread(options.flags, read.flags, "feature flag");
+  WarnUnread(options.environment, read.environment, "environment value");
   if (!globals.traceLevel.empty()) {
     // The trace stream lives as long as the process: lines may come until exit.
     std::FILE* stream = stderr;
@@ -77,11 +100,27 @@ std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& sta
   const zel::result_t code = vor::host::Session::Open(options, session, &error);
   if (zel::Failed(code)) {
     PrintModuleFailure(error, code);
-    status = kExitModuleFailed;
+    status = kExitFailed;
     return nullptr;
   }
   status = kExitOk;
   return session;
+}
+
+bool ReportFailedList(const vor::host::Session& session, const Globals& globals) {
+  const vor::host::ListStatus list = session.processList();
+  if (list.state != VOR_LIST_FAILED) return false;
+  std::string what = "process list " + ListFile(globals) + " is not in force";
+  if (list.line != 0) {
+    what += " (line " + std::to_string(list.line) + ", column " + std::to_string(list.column) +
+            ": " + list.description + ")";
+  }
+  PrintModuleFailure(what, list.result);
+  return true;
+}
+
+std::string ListFile(const Globals& globals) {
+  return (std::filesystem::path(globals.storageDir) / "vor_proc.xms").string();
 }
 
 }  // namespace vorctl

@@ -4,6 +4,7 @@
 #define VOR_TOOLS_VORCTL_HOST_SESSION_H_
 
 #include <memory>
+#include <string>
 
 #include "globals.h"
 #include "vor/session.hpp"
@@ -13,6 +14,13 @@ namespace vorctl {
 // Opens the session; on failure prints "vorctl: ..." and returns null with
 // the exit status in `status`.
 std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& status);
+
+// When the process list in force failed, says so in one line on stderr
+// naming vor_proc.xms and returns true: the commands that answer about
+// processes then exit kExitFailed after answering.
+bool ReportFailedList(const vor::host::Session& session, const Globals& globals);
+// The vor_proc.xms of the storage.
+std::string ListFile(const Globals& globals);
 
 }  // namespace vorctl
 

@@ -1,11 +1,45 @@
 // vorctl: administer and try out the libvor module from the command line.
+#include <signal.h>
+
+#include <cstring>
 #include <iostream>
+#include <memory>
 
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
 #include "globals.h"
+#include "host_session.h"
 #include "output.h"
+
+namespace vorctl {
+namespace {
+
+// vorctl's version and the loaded module's.
+int PrintVersion(const Globals& globals) {
+  int status = kExitOk;
+  std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
+  const std::string module = session ? session->moduleVersion() : std::string();
+  if (globals.json) {
+    PrintJson({{"vorctl", VORCTL_VERSION}, {"module", session ? Json(module) : Json()}});
+  } else {
+    Out() << "vorctl " << VORCTL_VERSION << '\n';
+    if (session) Out() << "module " << module << " (" << session->modulePath() << ")\n";
+  }
+  return status;
+}
+
+// Output that could not be written is an error; a closed pipe has already
+// ended the tool through SIGPIPE, quietly, as other tools end.
+int Finish(int status) {
+  int error = 0;
+  if (FlushOutput(error)) return status;
+  PrintError(std::string("cannot write output: ") + std::strerror(error));
+  return kExitFailed;
+}
+
+}  // namespace
+}  // namespace vorctl
 
 int main(int argc, char** argv) {
   using namespace vorctl;
@@ -14,16 +48,22 @@ int main(int argc, char** argv) {
 
   CLI::App app("vorctl: ask the libvor module which files and processes are critical to the OS",
                "vorctl");
-  app.set_version_flag("--version", std::string("vorctl ") + VORCTL_VERSION);
+  // A parent that ignores SIGPIPE must not turn "vorctl ps | head" into an error.
+  ::signal(SIGPIPE, SIG_DFL);
+  app.add_flag("--version", globals.version, "print vorctl's and the loaded module's versions");
   app.require_subcommand(0, 1);
+  // Global options may stand before or after the command.
+  app.fallthrough();
   app.footer(
       "Examples:\n"
       "  vorctl                                    status of this machine\n"
       "  vorctl check-file /usr/bin/ls             is this file critical?\n"
       "  vorctl --json check-pid 1234              is this process critical? (JSON)\n"
       "  vorctl --storage /srv/st --trace info ps  every process, with a process list in force\n"
-      "Exit status: 0 success (checks: all critical), 1 some not critical or an invalid\n"
-      "document, 2 usage error, 3 a module operation failed.");
+      "Exit status: 3 a question failed (check-file, check-pid, os-release, explain), the\n"
+      "process list in force failed, or output could not be written; otherwise 1 when\n"
+      "check-file/check-pid found something not critical or validate-proc-list an invalid\n"
+      "document; otherwise 0. 2 for usage errors.");
   app.add_option("--module", globals.modulePath,
                  "the libvor.so to load (default: the one built or installed beside vorctl)")
       ->type_name("PATH");
@@ -63,16 +103,15 @@ int main(int argc, char** argv) {
     return app.exit(e);
   } catch (const CLI::CallForAllHelp& e) {
     return app.exit(e);
-  } catch (const CLI::CallForVersion& e) {
-    return app.exit(e);
   } catch (const CLI::ParseError& e) {
     PrintError(e.what());
     std::cerr << "Run 'vorctl --help' for usage.\n";
     return kExitUsage;
   } catch (const std::exception& e) {
     PrintError(e.what());
-    return kExitModuleFailed;
+    return Finish(kExitFailed);
   }
-  if (app.get_subcommands().empty()) return RunStatus(globals);  // the default command
-  return status;
+  if (globals.version) return Finish(PrintVersion(globals));
+  if (app.get_subcommands().empty()) status = RunStatus(globals);  // the default command
+  return Finish(status);
 }

@@ -1,11 +1,73 @@
 #include "output.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
+#include <streambuf>
 
-#include "runtime/result.h"
+#include "vor/session.h"
 
 namespace vorctl {
+namespace {
+
+class StdoutBuffer final : public std::streambuf {
+ public:
+  StdoutBuffer() { setp(buffer_, buffer_ + sizeof buffer_); }
+
+  bool Flush(int& error) {
+    const char* at = pbase();
+    while (error_ == 0 && at < pptr()) {
+      const ssize_t n = ::write(STDOUT_FILENO, at, static_cast<std::size_t>(pptr() - at));
+      if (n > 0) {
+        at += n;
+      } else if (n < 0 && errno != EINTR) {
+        error_ = errno;
+      }
+    }
+    setp(buffer_, buffer_ + sizeof buffer_);  // after a failure, what follows is dropped
+    error = error_;
+    return error_ == 0;
+  }
+
+ protected:
+  int_type overflow(int_type c) override {
+    int ignored;
+    Flush(ignored);
+    if (!traits_type::eq_int_type(c, traits_type::eof())) {
+      *pptr() = traits_type::to_char_type(c);
+      pbump(1);
+    }
+    return traits_type::not_eof(c);
+  }
+  int sync() override {
+    int ignored;
+    return Flush(ignored) ? 0 : -1;
+  }
+
+ private:
+  char buffer_[1 << 16];
+  int error_ = 0;
+};
+
+StdoutBuffer& Buffer() {
+  static StdoutBuffer buffer;
+  return buffer;
+}
+
+}  // namespace
+
+std::ostream& Out() {
+  static std::ostream stream(&Buffer());
+  return stream;
+}
+
+void Write(std::string_view text) {
+  Buffer().sputn(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+bool FlushOutput(int& error) { return Buffer().Flush(error); }
 
 std::string FormatResult(std::uint32_t code) {
   char text[11];
@@ -13,15 +75,23 @@ std::string FormatResult(std::uint32_t code) {
   return text;
 }
 
-void PrintJson(const Json& value) {
-  std::cout << value.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+std::string ResultMessage(std::uint32_t code) { return vor_result_message(code); }
+
+std::string JsonLine(const Json& value) {
+  return value.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
 }
 
+void PrintJson(const Json& value) { Write(JsonLine(value)); }
+
 void PrintModuleFailure(std::string_view what, std::uint32_t code) {
-  std::cerr << "vorctl: " << what << ": " << zel::GetResultCodeMessage(code) << " ("
-            << FormatResult(code) << ")\n";
+  std::cerr << "vorctl: " << what << ": " << ResultMessage(code) << " (" << FormatResult(code)
+            << ")\n";
 }
 
 void PrintError(std::string_view message) { std::cerr << "vorctl: " << message << '\n'; }
+
+void PrintWarning(std::string_view message) {
+  std::cerr << "vorctl: warning: " << message << '\n';
+}
 
 }  // namespace vorctl

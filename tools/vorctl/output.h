@@ -1,8 +1,11 @@
-// Output helpers shared by the commands.
+// Output helpers shared by the commands. Standard output goes through one
+// buffer over descriptor 1 whose write errors are kept, so that output that
+// could not be written is an error of the tool, not a silent loss.
 #ifndef VOR_TOOLS_VORCTL_OUTPUT_H_
 #define VOR_TOOLS_VORCTL_OUTPUT_H_
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <string_view>
 
@@ -13,14 +16,26 @@ namespace vorctl {
 // Objects keep their keys in the order the commands write them, as documented.
 using Json = nlohmann::ordered_json;
 
+// Standard output, buffered; text written after a failed write is dropped.
+std::ostream& Out();
+// Appends `text` to standard output's buffer: the fast path of bulk answers.
+void Write(std::string_view text);
+// Writes out what is buffered; false (errno in `error`) when any write failed.
+bool FlushOutput(int& error);
+
 // "0x" and eight lower-case hex digits.
 std::string FormatResult(std::uint32_t code);
-// Prints `value` on stdout as one line; invalid UTF-8 is replaced, never thrown on.
+// The module's text of a result code.
+std::string ResultMessage(std::uint32_t code);
+// `value` as one line; invalid UTF-8 is replaced, never thrown on.
+std::string JsonLine(const Json& value);
 void PrintJson(const Json& value);
 // "vorctl: <what>: <message> (0x........)" on stderr.
 void PrintModuleFailure(std::string_view what, std::uint32_t code);
 // "vorctl: <message>" on stderr.
 void PrintError(std::string_view message);
+// "vorctl: warning: <message>" on stderr.
+void PrintWarning(std::string_view message);
 
 }  // namespace vorctl
 

@@ -1,0 +1,117 @@
+#include "module_facts.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <string_view>
+
+#include "module/tool_facts.h"
+#include "output.h"
+#include "vor/host_services.h"
+
+namespace vorctl {
+namespace {
+
+// The text of `line` between `before` and the last `after`; false when the
+// line does not have that shape.
+bool Between(std::string_view line, std::string_view before, std::string_view after,
+             std::string_view& out) {
+  if (line.substr(0, before.size()) != before || line.size() < before.size() + after.size() ||
+      line.substr(line.size() - after.size()) != after) {
+    return false;
+  }
+  out = line.substr(before.size(), line.size() - before.size() - after.size());
+  return true;
+}
+
+}  // namespace
+
+OsRelease ModuleOsRelease(const vor::host::Session& session) {
+  // "vor: Host OS name <N>, version <V>" or "... OS release info with error 0x<code>".
+  constexpr std::string_view kFound = "vor: Host OS name <";
+  constexpr std::string_view kFailed = "vor: Can't get OS release info with error 0x";
+  OsRelease release{VOR_E_UNEXPECTED, {}, {}};
+  for (const std::string& line : session.startupLines()) {
+    std::string_view both;
+    if (Between(line, kFound, ">", both)) {
+      const std::size_t split = both.rfind(">, version <");
+      if (split == std::string_view::npos) continue;
+      release = {VOR_OK, std::string(both.substr(0, split)), std::string(both.substr(split + 12))};
+    } else if (line.compare(0, kFailed.size(), kFailed) == 0) {
+      release = {VOR_E_UNEXPECTED, {}, {}};
+      const char* digits = line.data() + kFailed.size();
+      std::from_chars(digits, line.data() + line.size(), release.result, 16);
+    }
+  }
+  return release;
+}
+
+std::vector<std::string> ModuleLibraryDirectories(const vor::host::Session& session) {
+  std::vector<std::string> directories;
+  for (const std::string& line : session.startupLines()) {
+    std::string_view dir;
+    if (Between(line, "vor: Library directory <", "> is existing", dir)) directories.emplace_back(dir);
+  }
+  return directories;
+}
+
+CriticalFiles ConfirmedFileSet(vor::host::Session& session) {
+  CriticalFiles files;
+  vor::Ref<zel::IAllocator> allocator;
+  zel::result_t code =
+      session.locator()->GetInterface(zel::IAllocator::kIid, 0, allocator.put_void());
+  vor::facts::FileSet set;
+  if (zel::Succeeded(code)) {
+    set = vor::facts::BuildFileSet(session.locator(), allocator.get(), session.storage());
+    code = set.result;
+  }
+  if (zel::Failed(code)) {
+    PrintModuleFailure("cannot build the critical file set: " + set.failedStep, code);
+    files.ok = false;
+    return files;
+  }
+  // vorctl's copy of the table could differ from the module loaded: every
+  // path is asked, and one the module does not hold critical is an error.
+  for (std::string& path : set.paths) {
+    const vor::host::Answer answer = session.CheckFile(path);
+    if (answer.critical) {
+      files.paths.push_back(std::move(path));
+    } else {
+      PrintModuleFailure("the loaded module does not confirm '" + path + "'",
+                         zel::Failed(answer.result) ? answer.result : VOR_E_NOT_MATCHED);
+      files.ok = false;
+    }
+  }
+  return files;
+}
+
+Presence::Presence(const Globals& globals) {
+  if (!globals.sysroot.empty() && globals.sysroot != "/") {
+    rootFd_ = ::open(globals.sysroot.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  }
+}
+
+Presence::~Presence() {
+  if (rootFd_ >= 0) ::close(rootFd_);
+}
+
+bool Presence::operator()(const std::string& path) const {
+  if (rootFd_ < 0) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0;
+  }
+  // Resolved as the file factory resolves it: no link leads out of the root.
+  open_how how{};
+  how.flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+  how.resolve = RESOLVE_IN_ROOT;
+  const long fd = ::syscall(SYS_openat2, rootFd_, path.c_str(), &how, sizeof how);
+  if (fd < 0) return false;
+  ::close(static_cast<int>(fd));
+  return true;
+}
+
+}  // namespace vorctl
