@@ -127,10 +127,10 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
       PrintJson(out);
     } else {
       Out() << std::setw(7) << "PID" << ' ' << std::setw(7) << "PPID" << "  " << std::left
-            << std::setw(14) << "VERDICT" << std::right << "IMAGE\n";
+            << std::setw(14) << "VERDICT" << std::right << " IMAGE\n";
       for (const Row& row : rows) {
         Out() << std::setw(7) << row.pid << ' ' << std::setw(7) << row.ppid << "  " << std::left
-              << std::setw(14) << Verdict(row) << std::right
+              << std::setw(14) << Verdict(row) << std::right << ' '
               << (row.image.empty() ? "-" : row.image)
               << (row.otherMntNs.value_or(false) ? "  (other mount namespace)" : "") << '\n';
         for (const std::string& line : row.trace) Out() << "    " << line << '\n';
