@@ -83,15 +83,23 @@ std::string JsonLine(const Json& value) {
 
 void PrintJson(const Json& value) { Write(JsonLine(value)); }
 
+// What stdout holds goes out before a message on stderr, so that in a
+// terminal each message follows the answers it is about.
+std::ostream& Err() {
+  int ignored;
+  Buffer().Flush(ignored);
+  return std::cerr;
+}
+
 void PrintModuleFailure(std::string_view what, std::uint32_t code) {
-  std::cerr << "vorctl: " << what << ": " << ResultMessage(code) << " (" << FormatResult(code)
+  Err() << "vorctl: " << what << ": " << ResultMessage(code) << " (" << FormatResult(code)
             << ")\n";
 }
 
-void PrintError(std::string_view message) { std::cerr << "vorctl: " << message << '\n'; }
+void PrintError(std::string_view message) { Err() << "vorctl: " << message << '\n'; }
 
 void PrintWarning(std::string_view message) {
-  std::cerr << "vorctl: warning: " << message << '\n';
+  Err() << "vorctl: warning: " << message << '\n';
 }
 
 }  // namespace vorctl
