@@ -2,6 +2,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include <atomic>
 #include <cerrno>
@@ -61,6 +64,28 @@ zel::result_t CodeAfter(std::string_view line, std::string_view words) {
   zel::result_t code = VOR_OK;
   std::from_chars(digits.data(), digits.data() + digits.size(), code, 16);
   return code;
+}
+
+// `text` widened into `out` when it is all ASCII; false otherwise. Sixteen
+// bytes at a time: paths checked in bulk spend their time here otherwise.
+bool WidenAscii(std::string_view text, std::u16string& out) {
+  out.resize(text.size());
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  for (; i + 16 <= text.size(); i += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
+    if (_mm_movemask_epi8(bytes) != 0) return false;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[i]), _mm_unpacklo_epi8(bytes, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[i + 8]), _mm_unpackhi_epi8(bytes, zero));
+  }
+#endif
+  for (; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x80) return false;
+    out[i] = c;
+  }
+  return true;
 }
 
 }  // namespace
@@ -247,15 +272,9 @@ Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* e
     // Checks come by the million: the UTF-16 copy reuses this thread's
     // buffer, and ASCII, most paths, is widened without decoding.
     thread_local std::u16string wide;
-    wide.resize(utf8Path.size());
-    std::size_t used = 0;
-    while (used < utf8Path.size() && static_cast<unsigned char>(utf8Path[used]) < 0x80) {
-      wide[used] = static_cast<char16_t>(utf8Path[used]);
-      ++used;
-    }
-    if (used < utf8Path.size()) {
-      wide.resize(used);
-      if (!utf::Utf8ToUtf16(utf8Path.substr(used), [&](char16_t c) { wide.push_back(c); })) {
+    if (!WidenAscii(utf8Path, wide)) {
+      wide.clear();
+      if (!utf::Utf8ToUtf16(utf8Path, [&](char16_t c) { wide.push_back(c); })) {
         answer.result = VOR_E_INVALID_SYMBOL;
         return answer;
       }

@@ -8,14 +8,19 @@
 namespace vor::host {
 namespace {
 
-// The collection this thread has open, and the tracer it belongs to.
-thread_local const void* t_owner = nullptr;
-thread_local std::uint32_t t_level = 0;
-thread_local std::vector<std::string>* t_lines = nullptr;
-thread_local bool t_raw = false;
+// The collection this thread has open, and the tracer it belongs to. One
+// object: in a shared library each thread_local costs a lookup per use, and
+// every check passes here several times.
+struct Collection {
+  const void* owner = nullptr;
+  std::uint32_t level = 0;
+  std::vector<std::string>* lines = nullptr;
+  bool raw = false;
+};
+thread_local Collection t_collection;
 
-bool Collecting(const void* tracer, std::uint32_t level) {
-  return t_owner == tracer && t_lines != nullptr && level <= t_level;
+bool Collecting(const Collection& c, const void* tracer, std::uint32_t level) {
+  return c.owner == tracer && c.lines != nullptr && level <= c.level;
 }
 
 }  // namespace
@@ -26,26 +31,25 @@ SessionTracer::SessionTracer(std::uint32_t level, Callback callback)
 SessionTracer::~SessionTracer() = default;
 
 SessionTracer::Collect::Collect(SessionTracer& tracer, std::uint32_t level,
-                                std::vector<std::string>& lines, bool raw)
-    : previousOwner_(t_owner), previousLevel_(t_level), previousLines_(t_lines),
-      previousRaw_(t_raw) {
-  t_owner = &tracer;
-  t_level = level;
-  t_lines = &lines;
-  t_raw = raw;
+                                std::vector<std::string>& lines, bool raw) {
+  Collection& current = t_collection;
+  previousOwner_ = current.owner;
+  previousLevel_ = current.level;
+  previousLines_ = current.lines;
+  previousRaw_ = current.raw;
+  current = {&tracer, level, &lines, raw};
 }
 
 SessionTracer::Collect::~Collect() {
-  t_owner = previousOwner_;
-  t_level = previousLevel_;
-  t_lines = previousLines_;
-  t_raw = previousRaw_;
+  t_collection = {previousOwner_, previousLevel_, previousLines_, previousRaw_};
 }
 
 zel::result_t SessionTracer::BeginRecord(std::uint32_t level, zel::TraceRecord* record,
                                          std::uint32_t capacity) {
   if (record == nullptr || capacity == 0) return VOR_E_INVALID_ARGUMENT;
-  if (level > level_ && !Collecting(this, level)) return VOR_E_TRACE_LEVEL_PROHIBITED;
+  if (level > level_ && !Collecting(t_collection, this, level)) {
+    return VOR_E_TRACE_LEVEL_PROHIBITED;
+  }
   char* text = new (std::nothrow) char[capacity];
   if (text == nullptr) return VOR_E_OUT_OF_MEMORY;
   *record = {this, text, capacity, 0, level, 0, nullptr};
@@ -60,8 +64,9 @@ void SessionTracer::Commit(zel::TraceRecord* record) {
     line.reserve(length);
     AppendEscaped(line, std::string_view(text.get(), length));
     if (record->level <= level_) callback_(record->level, line);
-    if (Collecting(this, record->level)) {
-      t_lines->push_back(t_raw ? std::string(text.get(), length) : std::move(line));
+    const Collection& collection = t_collection;
+    if (Collecting(collection, this, record->level)) {
+      collection.lines->push_back(collection.raw ? std::string(text.get(), length) : std::move(line));
     }
   } catch (...) {
     // A line that cannot be delivered is lost; the module must not see a throw.

@@ -25,11 +25,30 @@ bool AppendComponents(std::string_view path, std::string& out) {
   return directory;
 }
 
+// Whether an absolute path is already as AbsolutePath makes it: no empty,
+// "." or ".." component (a trailing slash is kept anyway). Most are.
+bool IsNormal(std::string_view path) {
+  const std::size_t n = path.size();
+  const auto endsPart = [&](std::size_t i) { return i == n || path[i] == '/'; };
+  for (std::size_t i = 0; i < n; ++i) {
+    if (path[i] != '/' || i + 1 == n) continue;
+    if (path[i + 1] == '/') return false;
+    if (path[i + 1] == '.' && (endsPart(i + 2) || (path[i + 2] == '.' && endsPart(i + 3)))) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 void AbsolutePath(std::string_view typed, std::string_view cwd, std::string& out) {
   out.clear();
   if (typed.empty()) return;
+  if (typed.front() == '/' && IsNormal(typed)) {
+    out.assign(typed);
+    return;
+  }
   out += '/';
   if (typed.front() != '/') AppendComponents(cwd, out);
   if (AppendComponents(typed, out) && out.size() > 1) out += '/';
