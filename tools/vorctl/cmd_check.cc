@@ -181,9 +181,14 @@ int RunFileChecks(const Globals& globals, const CheckOptions& options) {
     }
   }
   std::string cwd;
+  std::string cwdError;
   if (!options.exact) {
     char buffer[4096];
-    if (::getcwd(buffer, sizeof buffer) != nullptr) cwd = buffer;
+    if (::getcwd(buffer, sizeof buffer) != nullptr) {
+      cwd = buffer;
+    } else {
+      cwdError = std::strerror(errno);
+    }
   }
   int status = kExitOk;
   std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
@@ -192,10 +197,16 @@ int RunFileChecks(const Globals& globals, const CheckOptions& options) {
   Checker checker(globals, options, *session, stream);
   std::string asked;  // reused: no allocation per path
   bool usage = false;
+  bool failed = false;
   const auto check = [&](std::string_view typed) {
     if (relativeUnderRoot(typed)) return !(usage = true);
-    if (options.exact || (!typed.empty() && typed.front() != '/' && cwd.empty())) {
-      checker.File(typed, typed);  // no working directory to take it from: asked as typed
+    if (options.exact) {
+      checker.File(typed, typed);
+    } else if (!typed.empty() && typed.front() != '/' && cwd.empty()) {
+      // Asking about the bare string would answer a question the user did not ask.
+      PrintError("check-file " + std::string(typed) + ": cannot tell the working directory: " +
+                 cwdError);
+      failed = true;
     } else {
       AbsolutePath(typed, cwd, asked);
       checker.File(typed, asked);
@@ -210,7 +221,7 @@ int RunFileChecks(const Globals& globals, const CheckOptions& options) {
   }
   if (usage) return kExitUsage;
   checker.Finish();
-  return checker.status();
+  return failed ? kExitFailed : checker.status();
 }
 
 int RunPidChecks(const Globals& globals, const CheckOptions& options) {
