@@ -199,7 +199,13 @@ TEST_F(VorctlTest, ExitStatus) {
       {"$V check-pid", 2, "", "~"},
       {"$V check-file --only maybe /usr/bin/ls", 2, "", "~"},
       {"$V --sysroot $D os-release", 3, "", "vorctl: no usable OS release file: Not found (0x8000004c)\n"},
-      {"$V explain 0x1", 0, "~", ""},
+      {"for a in zz 0x 0x1ffffffff 4294967296 -1 12abc; do $V explain $a 2>/dev/null; echo $?; done",
+       0, "2\n2\n2\n2\n2\n2\n", ""},
+      {"$V explain", 2, "", "~"},
+      {"$V --trace loud explain 1", 2, "", "~vorctl: "},
+      {"$V explain 2147483718 0X1 0x80010110", 0,
+       "0x80000046  Invalid argument\n0x00000001  False\n"
+       "0x80010110  Cannot open an anonymous level security token\n", ""},
       {"$V validate-proc-list /nonexistent", 3, "", "~cannot read"},
       {kBreakList + "$V validate-proc-list $D/vor_proc.xms", 1, "~", ""},
       {kWriteList + "$V validate-proc-list $D/vor_proc.xms", 0, "~valid (", ""},
@@ -228,6 +234,9 @@ TEST_F(VorctlTest, OneJsonVocabulary) {
       {kBreakList + "$V --json validate-proc-list $D/vor_proc.xms", 1,
        R"({"valid":false,"result":"0x8000005a","message":"Invalid signature","line":1,"column":43,)"
        R"("description":"Error parsing element attribute","entries":[]})" "\n", ""},
+      {"$V --json explain 0x8000006b 0x80000048", 0,
+       R"([{"code":"0x8000006b","message":"Not initialized"},)"
+       R"({"code":"0x80000048","message":"Unknown result code"}])" "\n", ""},
       {"$V --json make-test-sample $D", 0, "{\"path\":\"" + D + "/" + kSample + "\"}\n", ""},
   });
 }
