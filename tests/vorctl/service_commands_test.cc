@@ -161,6 +161,9 @@ TEST_F(VorctlTest, AuditAndContainers) {
       {"$V --json ps --critical", 0,
        R"(~"kernel_thread":false,"other_mnt_ns":false,"critical":true,"result":"0x00000000","message":"No error"})",
        ""},
+      // Kernel threads are visible where kthreadd is (not in a pid namespace).
+      {"if [ \"$(cat /proc/2/comm 2>/dev/null)\" = kthreadd ]; then $V ps | grep -c '^ *2  *0  kernel thread  -$'; "
+       "else echo 1; fi", 0, "1\n", ""},
       {"unshare -m sleep 30 & p=$!; sleep 0.5; $V ps | grep -c \"^ *$p .*(other mount namespace)$\"; "
        "kill $p", 0, "1\n", ""},
       {"$V --sysroot /proc/$$/root os-release | head -1", 0, "~name:    ", ""},

@@ -263,8 +263,7 @@ void AddCommonOptions(CLI::App& command, CheckOptions& options, const char* what
                    std::string("show the module's trace lines for each ") + what);
   command.add_flag("-0", options.nul, "with -: stdin holds NUL-separated objects (find -print0)");
   command.add_option("--only", options.only, "print only these answers; failures are always printed")
-      ->check(CLI::IsMember({"critical", "not-critical"}))
-      ->type_name("critical|not-critical");
+      ->check(CLI::IsMember({"critical", "not-critical"}));
 }
 
 }  // namespace
