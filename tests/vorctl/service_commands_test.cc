@@ -56,6 +56,10 @@ const std::string kWriteList =
 const std::string kBreakList = R"(printf '<vor_process_list><vor_process_entry flags=' >$D/vor_proc.xms; )";
 const std::string kSyntax = "line 1, column 43: Error parsing element attribute";
 const std::string kSample = "qz_special_detection_test_trojana";
+// Waits until the child $p runs /bin/sleep (after its fork, and unshare's
+// work), or is gone.
+const std::string kWaitSleep = R"x(until [ "$(readlink /proc/$p/exe)" = "$(realpath /bin/sleep)" ])x"
+                               R"x( || ! kill -0 $p 2>/dev/null; do sleep 0.05; done; )x";
 const std::string kNobody = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
 
 TEST_F(VorctlTest, PathsAsTyped) {
@@ -90,7 +94,7 @@ TEST_F(VorctlTest, TheListInForce) {
        R"("message":"No error","line":null,"column":null,"description":null})", ""},
       {kWriteList + "$V --storage $D status", 0,
        "~Process list:        loaded, 1 entries from " + file + "\n", ""},
-      {"sleep 30 & p=$!; $V --storage $D check-pid --explain $p; s=$?; kill $p; exit $s", 0,
+      {"sleep 30 & p=$!; " + kWaitSleep + "$V --storage $D check-pid --explain $p; s=$?; kill $p; exit $s", 0,
        "~> is critical by list", ""},
       {kBreakList + "$V --storage $D status", 3,
        "~Process list:        failed: " + file + ": Invalid signature (0x8000005a), " + kSyntax + "\n",
@@ -164,7 +168,7 @@ TEST_F(VorctlTest, AuditAndContainers) {
       // Kernel threads are visible where kthreadd is (not in a pid namespace).
       {"if [ \"$(cat /proc/2/comm 2>/dev/null)\" = kthreadd ]; then $V ps | grep -c '^ *2  *0  kernel thread  -$'; "
        "else echo 1; fi", 0, "1\n", ""},
-      {"unshare -m sleep 30 & p=$!; sleep 0.5; $V ps | grep -c \"^ *$p .*(other mount namespace)$\"; "
+      {"unshare -m sleep 30 & p=$!; " + kWaitSleep + "$V ps | grep -c \"^ *$p .*(other mount namespace)$\"; "
        "kill $p", 0, "1\n", ""},
       {"$V --sysroot /proc/$$/root os-release | head -1", 0, "~name:    ", ""},
       {kNobody + "$V --sysroot /proc/1/root os-release", 2, "",
