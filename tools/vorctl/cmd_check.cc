@@ -241,7 +241,8 @@ int RunPidChecks(const Globals& globals, const CheckOptions& options) {
       ++line;
       const std::optional<std::uint32_t> pid = ParsePid(text);
       if (!pid) {
-        PrintError("check-pid: invalid process id '" + std::string(text) + "' on line " +
+        PrintError("check-pid: invalid process id '" + std::string(text.substr(0, 64)) +
+                   (text.size() > 64 ? "...' on line " : "' on line ") +
                    std::to_string(line) + " of stdin");
         return !(usage = true);
       }
