@@ -44,10 +44,17 @@ bool ForEachRecord(char end, Each each) {
   std::vector<char> buffer(1 << 20);
   std::size_t have = 0;
   for (;;) {
+    // The answers so far go out before a read that may wait for more input,
+    // so that a slow producer (tail -f, a pipe from a scanner) sees them.
+    int ignored;
+    FlushOutput(ignored);
     const ssize_t n = ::read(STDIN_FILENO, buffer.data() + have, buffer.size() - have);
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return false;
-    if (n == 0) return have == 0 || each(std::string_view(buffer.data(), have)), true;
+    if (n == 0) {
+      if (have > 0) each(std::string_view(buffer.data(), have));
+      return true;
+    }
     have += static_cast<std::size_t>(n);
     std::size_t start = 0;
     for (const char* at; (at = static_cast<const char*>(
