@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building and testing need, when run as
-# root and something is missing. With --fuzz it adds clang for the fuzzers.
+# root and something is missing. With --fuzz it adds clang for the fuzzers,
+# with --package what building and checking the .deb packages needs.
 set -euo pipefail
 
 packages=(cmake ninja-build g++ binutils libgtest-dev libgmock-dev libbenchmark-dev
           libpugixml-dev libcli11-dev nlohmann-json3-dev)
-if [[ "${1:-}" == "--fuzz" ]]; then
-  packages+=(clang libclang-rt-dev)
-fi
+case "${1:-}" in
+  "") ;;
+  --fuzz) packages+=(clang libclang-rt-dev) ;;
+  --package) packages+=(dpkg-dev file lintian pkg-config) ;;
+  *) echo "usage: $0 [--fuzz | --package]" >&2; exit 2 ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do
