@@ -63,9 +63,7 @@ void BM_IsCriticalProcessByPid(benchmark::State& state) {
   }
   auto storage = MakeHostObject<vor::host::DirectoryStorage>(dir);
   vor::VorProcessList list(locator.get());
-  vor::OsReleaseInfo release;
-  release.name.assign("Debian GNU/Linux");
-  release.version.assign("12");
+  const vor::OsReleaseInfo release{zel::string("Debian GNU/Linux"), zel::string("12")};
   if (list.Init(allocator.get(), release) != 0 || list.UpdateFromStorage(storage.get()) != 0) {
     state.SkipWithError("process list setup failed");
     return;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building and testing need, when run as
 # root and something is missing. --fuzz adds clang for the fuzzers, --valgrind
-# valgrind for CI's memcheck stage.
+# valgrind for CI's memcheck stage, --package what building and checking the
+# .deb packages needs.
 set -euo pipefail
 
 packages=(cmake ninja-build g++ binutils libgtest-dev libgmock-dev libbenchmark-dev
@@ -10,7 +11,8 @@ for flag in "$@"; do
   case "$flag" in
     --fuzz) packages+=(clang libclang-rt-dev) ;;
     --valgrind) packages+=(valgrind) ;;
-    *) echo "usage: $0 [--fuzz] [--valgrind]" >&2; exit 2 ;;
+    --package) packages+=(dpkg-dev file lintian pkg-config) ;;
+    *) echo "usage: $0 [--fuzz] [--valgrind] [--package]" >&2; exit 2 ;;
   esac
 done
 

@@ -89,9 +89,7 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
   ASSERT_EQ(mkdir(swapped.c_str(), 0700), 0);
   auto swappedStorage = host::MakeHostObject<host::DirectoryStorage>(swapped);
   VorProcessList list(host_.locator.get());
-  OsReleaseInfo release;
-  release.name.assign("Debian GNU/Linux");
-  release.version.assign("12");
+  const OsReleaseInfo release{zel::string("Debian GNU/Linux"), zel::string("12")};
   ASSERT_EQ(list.Init(host_.allocator.get(), release), 0u);
   WriteFile("swapped/vor_proc.xms", ListNaming(sleepImage));
   ASSERT_EQ(list.UpdateFromStorage(swappedStorage.get()), 0u);

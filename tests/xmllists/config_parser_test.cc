@@ -20,7 +20,10 @@ std::pair<zel::result_t, std::string> Parse(testing::XmlListHost& host, const st
   host.tracer->Clear();
   const zel::result_t code = parser.Init(testing::MemoryStream(text).get());
   std::string paths;
-  for (const zel::string& p : parser.paths()) paths += (paths.empty() ? "" : " ") + std::string(p.view());
+  for (const zel::string& p : parser.paths()) {
+    if (!paths.empty()) paths += ' ';
+    paths += p.view();
+  }
   return {code, paths};
 }
 

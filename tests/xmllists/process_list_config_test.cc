@@ -28,8 +28,9 @@ std::pair<zel::result_t, std::string> Read(testing::XmlListHost& host, const std
                       host.locator.get(), testing::MemoryStream(text).get(), entries);
   std::string read;
   for (const CriticalProcessEntry& e : entries) {
-    read += (read.empty() ? "" : " ") + std::to_string(e.flags) + ":" + std::string(e.path.view()) +
-            ":" + std::string(e.parentPath.view());
+    if (!read.empty()) read += ' ';
+    read.append(std::to_string(e.flags)).append(":").append(e.path.view()).append(":").append(
+        e.parentPath.view());
   }
   return {code, read};
 }
