@@ -6,4 +6,4 @@ cd "$(dirname "$0")/.."
 scripts/deps.sh
 cmake --preset default >/dev/null
 cmake --build --preset default
-exec build/default/tools/vorctl/vorctl "$@"
+exec build/default/bin/vorctl "$@"
