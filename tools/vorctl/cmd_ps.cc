@@ -101,6 +101,9 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
       row.pid = pid;
       if (zel::Failed(vor::facts::ReadParentPid(pid, row.ppid))) continue;  // gone
       row.answer = session->CheckPid(pid, *explain ? &row.trace : nullptr);
+      // Without root a critical process of another user may fail its check:
+      // --critical would leave it out unsaid.
+      if (row.answer.result == VOR_E_ACCESS_DENIED) denied = true;
       if (*criticalOnly && !row.answer.critical) continue;
       if (vor::facts::ReadImagePath(pid, row.image) == VOR_E_ACCESS_DENIED) denied = true;
       row.kernelThread = IsKernelThread(pid);
@@ -137,8 +140,8 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
       }
     }
     if (denied && geteuid() != 0) {
-      PrintError("some processes' images or namespaces are readable by root alone: "
-                 "shown as '-' and unmarked");
+      PrintError("reading other users' processes needs root: some images ('-'), mount "
+                 "namespaces or verdicts could not be read");
     }
     status = ReportFailedList(*session, globals) ? kExitFailed : kExitOk;
   });
