@@ -1,20 +1,10 @@
-// The service as a host sees it: libvor.so loaded with dlopen, the tracer
-// off, CheckCriticalFile and CheckCriticalProcess through the published
-// interface, each beside a bare baseline in the same run (a plain
-// std::unordered_set<std::string> lookup of the UTF-8 path; the minimal /proc
-// reads a process decision needs). Also CreateInstance+Verify and the host
-// memory the service holds once verified.
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <cstring>
+// The service as a host sees it: libvor.so loaded by libvor-host's session,
+// the tracer off, file and process checks through the session, each beside a
+// bare baseline in the same run (a plain std::unordered_set<std::string>
+// lookup of the path; the minimal /proc reads a process decision needs). Also
+// a host's start-up: a new service instance created and verified (Reload).
 #include <filesystem>
-#include <optional>
+#include <memory>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -22,87 +12,38 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/bench_support.h"
-#include "filelist/vor_list.h"
-#include "host/directory_storage.h"
-#include "host/environment.h"
-#include "host/feature_flags.h"
-#include "host/host_object.h"
-#include "host/lumo_file_factory.h"
-#include "host/service_locator.h"
-#include "host/xml_factory.h"
-#include "osinfo/os_release_info.h"
-#include "vor/corvane.h"
-#include "vor/module.h"
-#include "vor/utf.h"
+#include "module/tool_facts.h"
+#include "vor/host_services.h"
+#include "vor/ref.h"
+#include "vor/session.hpp"
 
 namespace {
 
-using vor::Ref;
-using vor::bench::CountingAllocator;
 using vor::bench::Reap;
-using vor::bench::SilentTracer;
 using vor::bench::SpawnSleeper;
 using vor::bench::Wide;
-using vor::host::MakeHostObject;
 
-// The loaded module, a reference host and one verified service.
+// One session on the built module, and the paths to ask about.
 struct Service {
-  Service()
-      : allocator(MakeHostObject<CountingAllocator>()),
-        locator(MakeHostObject<vor::host::ServiceLocator>()),
-        storage(MakeHostObject<vor::host::DirectoryStorage>(std::string())) {
-    zel::result_t code = 0;
-    files = vor::host::LumoFileFactory::Create("/", &code);
-    locator->Register(zel::IAllocator::kIid, 0, allocator.get());
-    locator->Register(zel::ITracer::kIid, 0, MakeHostObject<SilentTracer>().get());
-    locator->Register(zel::ILumoFileFactory::kIid, zel::ILumoFileFactory::kServiceId, files.get());
-    locator->Register(zel::IXmlFactory::kIid, 0, MakeHostObject<vor::host::XmlFactory>().get());
-    locator->Register(zel::IFeatureFlags::kIid, 0, MakeHostObject<vor::host::FeatureFlags>().get());
-    locator->Register(zel::IEnvironment::kIid, 0, MakeHostObject<vor::host::Environment>().get());
-
-    void* module = ::dlopen(VOR_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);  // kept for the run
-    if (module != nullptr) {
-      getFactory = reinterpret_cast<zelGetObjectFactoryFn>(::dlsym(module, "zelGetObjectFactory"));
-    }
-    if (getFactory != nullptr) service = CreateAndVerify();
-    verifiedBytes = allocator->bytes();
-    verifiedBlocks = allocator->blocks();
-    if (service) FindPaths();
+  Service() {
+    vor::host::SessionOptions options;
+    options.modulePath = VOR_MODULE_PATH;
+    vor::host::Session::Open(options, session);
+    if (session) FindPaths();
   }
 
-  // A new verified service, or none.
-  Ref<vor::ICorvane2> CreateAndVerify() {
-    using namespace app_core::service_manager;
-    Ref<zel::IObjectFactory> factory;
-    Ref<vor::ICorvane2> created;
-    Ref<IStorageObjectState> storageState;
-    Ref<IObjectState> state;
-    if (getFactory(locator.get(), vor::kCorvaneClassId, factory.put()) != 0 ||
-        factory->CreateInstance(locator.get(), 0, created.put_void()) != 0 ||
-        created->QueryInterface(IStorageObjectState::kIid, storageState.put_void()) != 0 ||
-        created->QueryInterface(IObjectState::kIid, state.put_void()) != 0 ||
-        storageState->SetStorage(storage.get()) != 0 || state->Verify() != 0) {
-      return nullptr;
-    }
-    return created;
-  }
-
-  // Hits: the list's own paths, as a white-box list of this machine builds
-  // them, that the service confirms; misses: real files it does not list.
+  // Hits: the list's own paths, as the module's code builds them for this
+  // machine, that the service confirms; misses: real files it does not list.
   void FindPaths() {
-    vor::VorList list(locator.get());
-    list.Init(allocator.get(), vor::OsReleaseInfo{});
-    list.Update(storage.get());
-    std::vector<std::string> paths;
-    list.CopySortedPaths(paths);
-    baseline.insert(paths.begin(), paths.end());
-    int context = 0;
-    for (const std::string& path : paths) {
-      bool critical = false;
-      const std::u16string wide = Wide(path);
-      if (path.size() >= 20 && path.size() <= 120 &&
-          service->CheckCriticalFile(&context, wide.c_str(), &critical) == 0 && critical) {
-        hits.push_back(wide);
+    vor::Ref<zel::IAllocator> allocator;
+    session->locator()->GetInterface(zel::IAllocator::kIid, 0, allocator.put_void());
+    const vor::facts::FileSet set =
+        vor::facts::BuildFileSet(session->locator(), allocator.get(), session->storage());
+    baseline.insert(set.paths.begin(), set.paths.end());
+    for (const std::string& path : set.paths) {
+      const vor::host::Answer answer = session->CheckFile(path);
+      if (path.size() >= 20 && path.size() <= 120 && answer.result == VOR_OK && answer.critical) {
+        hits.push_back(path);
       }
     }
     std::error_code error;
@@ -111,27 +52,22 @@ struct Service {
            !error && it != std::filesystem::recursive_directory_iterator() && misses.size() < 512;
            it.increment(error)) {
         const std::string path = it->path().string();
-        bool critical = true;
-        const std::u16string wide = Wide(path);
-        if (path.size() >= 20 && path.size() <= 120 && !baseline.count(path) &&
-            service->CheckCriticalFile(&context, wide.c_str(), &critical) == 0 && !critical) {
-          misses.push_back(wide);
-        }
+        if (path.size() < 20 || path.size() > 120 || baseline.count(path)) continue;
+        const vor::host::Answer answer = session->CheckFile(path);
+        if (answer.result == VOR_OK && !answer.critical) misses.push_back(path);
       }
     }
+    for (const std::string& path : hits) wideHits.push_back(Wide(path));
+    for (const std::string& path : misses) wideMisses.push_back(Wide(path));
   }
 
-  Ref<CountingAllocator> allocator;
-  Ref<vor::host::ServiceLocator> locator;
-  Ref<vor::host::DirectoryStorage> storage;
-  Ref<vor::host::LumoFileFactory> files;
-  zelGetObjectFactoryFn getFactory = nullptr;
-  Ref<vor::ICorvane2> service;
-  std::size_t verifiedBytes = 0;
-  std::size_t verifiedBlocks = 0;
+  std::unique_ptr<vor::host::Session> session;
   std::unordered_set<std::string> baseline;
-  std::vector<std::u16string> hits;
-  std::vector<std::u16string> misses;
+  std::vector<std::string> hits;
+  std::vector<std::string> misses;
+  // The same paths in UTF-16, as the baseline converts them back.
+  std::vector<std::u16string> wideHits;
+  std::vector<std::u16string> wideMisses;
 };
 
 Service& TheService() {
@@ -139,9 +75,10 @@ Service& TheService() {
   return service;
 }
 
-bool Ready(benchmark::State& state, const std::vector<std::u16string>* paths = nullptr) {
+template <class Paths = std::vector<std::string>>
+bool Ready(benchmark::State& state, const Paths* paths = nullptr) {
   Service& service = TheService();
-  if (!service.service) {
+  if (!service.session) {
     state.SkipWithError("the module could not be loaded or verified");
     return false;
   }
@@ -152,17 +89,14 @@ bool Ready(benchmark::State& state, const std::vector<std::u16string>* paths = n
   return true;
 }
 
-void CheckFiles(benchmark::State& state, const std::vector<std::u16string>& paths, bool expected) {
+void CheckFiles(benchmark::State& state, const std::vector<std::string>& paths, bool expected) {
   if (!Ready(state, &paths)) return;
-  vor::ICorvane2* service = TheService().service.get();
-  int context = 0;
+  vor::host::Session& session = *TheService().session;
   std::size_t i = 0;
   for (auto _ : state) {
-    bool critical = !expected;
-    const zel::result_t code =
-        service->CheckCriticalFile(&context, paths[i++ % paths.size()].c_str(), &critical);
-    if (code != 0 || critical != expected) state.SkipWithError("wrong answer");
-    benchmark::DoNotOptimize(critical);
+    const vor::host::Answer answer = session.CheckFile(paths[i++ % paths.size()]);
+    if (answer.result != VOR_OK || answer.critical != expected) state.SkipWithError("wrong answer");
+    benchmark::DoNotOptimize(answer);
   }
   state.SetItemsProcessed(state.iterations());
 }
@@ -174,11 +108,11 @@ void LookUpInBaseline(benchmark::State& state, const std::vector<std::u16string>
 }
 
 void BM_ServiceBaselineHit(benchmark::State& state) {
-  LookUpInBaseline(state, TheService().hits, true);
+  LookUpInBaseline(state, TheService().wideHits, true);
 }
 void BM_ServiceFileHit(benchmark::State& state) { CheckFiles(state, TheService().hits, true); }
 void BM_ServiceBaselineMiss(benchmark::State& state) {
-  LookUpInBaseline(state, TheService().misses, false);
+  LookUpInBaseline(state, TheService().wideMisses, false);
 }
 void BM_ServiceFileMiss(benchmark::State& state) { CheckFiles(state, TheService().misses, false); }
 BENCHMARK(BM_ServiceBaselineHit);
@@ -195,31 +129,25 @@ BENCHMARK(BM_ServiceBaselineProcReads);
 
 void BM_ServiceProcess(benchmark::State& state) {
   if (!Ready(state)) return;
-  vor::ICorvane2* service = TheService().service.get();
+  vor::host::Session& session = *TheService().session;
   const pid_t child = SpawnSleeper();
-  int context = 0;
   for (auto _ : state) {
-    bool critical = true;
-    const zel::result_t code =
-        service->CheckCriticalProcess(&context, static_cast<std::uint32_t>(child), &critical);
-    if (code != 0 || critical) state.SkipWithError("wrong answer");
-    benchmark::DoNotOptimize(critical);
+    const vor::host::Answer answer = session.CheckPid(static_cast<std::uint32_t>(child));
+    if (answer.result != VOR_OK || answer.critical) state.SkipWithError("wrong answer");
+    benchmark::DoNotOptimize(answer);
   }
   Reap(child);
 }
 BENCHMARK(BM_ServiceProcess);
 
-// A host's start-up: a new service object, its storage and Verify, which
-// reads the OS release and builds both lists.
+// A host's start-up: a new service instance, its storage and Verify, which
+// reads the OS release and builds both lists, swapped in by Reload.
 void BM_ServiceCreateAndVerify(benchmark::State& state) {
   if (!Ready(state)) return;
   Service& service = TheService();
   for (auto _ : state) {
-    Ref<vor::ICorvane2> created = service.CreateAndVerify();
-    if (!created) state.SkipWithError("CreateInstance or Verify failed");
+    if (service.session->Reload() != VOR_OK) state.SkipWithError("CreateInstance or Verify failed");
   }
-  state.counters["host_bytes_after_verify"] = static_cast<double>(service.verifiedBytes);
-  state.counters["host_blocks_after_verify"] = static_cast<double>(service.verifiedBlocks);
   state.counters["hit_paths"] = static_cast<double>(service.hits.size());
   state.counters["miss_paths"] = static_cast<double>(service.misses.size());
 }

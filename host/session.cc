@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
@@ -250,9 +251,10 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
       return fail(VOR_E_SYMBOL_NOT_FOUND,
                   "'" + impl->modulePath + "' is not a libvor module: its exports are missing");
     }
-    for (int i = 0; i < 4; ++i) {
-      module->version += (i ? "." : "") + std::to_string(version->version[i]);
-    }
+    char text[24];
+    std::snprintf(text, sizeof text, "%u.%u.%u.%u", version->version[0], version->version[1],
+                  version->version[2], version->version[3]);
+    module->version = text;
     impl->module = std::move(module);
 
     std::shared_ptr<Instance> instance;

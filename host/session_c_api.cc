@@ -1,8 +1,7 @@
 // The C face of the session: argument checks, conversion to and from the C
 // structs, and no exception ever crossing into the caller.
-#include <algorithm>
 #include <cstddef>
-#include <cstring>
+#include <cstdio>
 #include <new>
 #include <string_view>
 
@@ -153,8 +152,8 @@ uint32_t vor_session_list_status(vor_session* session, vor_list_status* status) 
     status->result = list.result;
     status->line = list.line;
     status->column = list.column;
-    const std::size_t length = std::min(list.description.size(), sizeof status->description - 1);
-    std::memcpy(status->description, list.description.data(), length);
+    // Cut to the field, always NUL-terminated.
+    std::snprintf(status->description, sizeof status->description, "%s", list.description.c_str());
     return VOR_OK;
   } catch (...) {
     return VOR_E_OUT_OF_MEMORY;
