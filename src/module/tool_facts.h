@@ -2,8 +2,9 @@
 // expose: the critical file set it builds, the entries a process list
 // document yields, the host settings it reads, and the /proc facts of a
 // process. None of it writes trace lines through the host's tracer: what the
-// loaded module says is told by the loaded module alone. This header is the only way into the module's internals from
-// tools/: it speaks in standard types and public ABI interfaces only.
+// loaded module says is told by the loaded module alone. This header is the
+// only way into the module's internals from tools/: it speaks in standard
+// types and public ABI interfaces only.
 #ifndef VOR_MODULE_TOOL_FACTS_H_
 #define VOR_MODULE_TOOL_FACTS_H_
 
