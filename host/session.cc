@@ -181,9 +181,7 @@ ListStatus Session::Impl::ListStatusFrom(const std::vector<std::string>& lines) 
     if (zel::Succeeded(status.result)) status.result = VOR_E_UNEXPECTED;
     if (status.result == XmlFactory::kParseError) {
       const XmlParseError parse = xml->last_parse_error();
-      status.line = parse.line;
-      status.column = parse.column;
-      status.description = parse.description;
+      status.syntax = {parse.line, parse.column, parse.description};
     }
   }
   return status;

@@ -150,10 +150,11 @@ uint32_t vor_session_list_status(vor_session* session, vor_list_status* status) 
     status->state = list.state;
     status->entries = list.entries;
     status->result = list.result;
-    status->line = list.line;
-    status->column = list.column;
+    status->line = list.syntax.line;
+    status->column = list.syntax.column;
     // Cut to the field, always NUL-terminated.
-    std::snprintf(status->description, sizeof status->description, "%s", list.description.c_str());
+    std::snprintf(status->description, sizeof status->description, "%s",
+                  list.syntax.description.c_str());
     return VOR_OK;
   } catch (...) {
     return VOR_E_OUT_OF_MEMORY;

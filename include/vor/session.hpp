@@ -33,20 +33,18 @@ struct SessionOptions {
   std::function<void(std::uint32_t level, std::string_view line)> trace;
 };
 
-struct ListStatus {
-  vor_list_state state = VOR_LIST_NONE;
-  std::uint32_t entries = 0;
-  zel::result_t result = VOR_OK;
-  std::uint32_t line = 0;  // malformed XML: where the parser stopped, from 1
-  std::uint32_t column = 0;
-  std::string description;
-};
-
 // Where the host's XML parser stopped on a malformed document, from 1.
 struct XmlSyntaxError {
   std::uint32_t line = 0;
   std::uint32_t column = 0;
-  std::string description;  // empty: the last document was not malformed
+  std::string description;  // empty: the document was not malformed
+};
+
+struct ListStatus {
+  vor_list_state state = VOR_LIST_NONE;
+  std::uint32_t entries = 0;
+  zel::result_t result = VOR_OK;
+  XmlSyntaxError syntax;  // a failed list that was malformed XML
 };
 
 struct Answer {

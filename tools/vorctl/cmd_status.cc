@@ -67,9 +67,9 @@ int RunStatus(const Globals& globals) {
                  {"entries", list.entries},
                  {"result", FormatResult(list.result)},
                  {"message", ResultMessage(list.result)},
-                 {"line", OrNull(list.line)},
-                 {"column", OrNull(list.column)},
-                 {"description", failed && list.line != 0 ? Json(list.description) : Json()}}},
+                 {"line", OrNull(list.syntax.line)},
+                 {"column", OrNull(list.syntax.column)},
+                 {"description", failed && list.syntax.line != 0 ? Json(list.syntax.description) : Json()}}},
                {"critical_processes", processes}});
   } else {
     Out() << "OS release:          ";
@@ -91,8 +91,8 @@ int RunStatus(const Globals& globals) {
     } else if (list.state == VOR_LIST_FAILED) {
       Out() << ": " << ListFile(globals) << ": " << ResultMessage(list.result) << " ("
             << FormatResult(list.result) << ")";
-      if (list.line != 0) {
-        Out() << ", line " << list.line << ", column " << list.column << ": " << list.description;
+      if (list.syntax.line != 0) {
+        Out() << ", line " << list.syntax.line << ", column " << list.syntax.column << ": " << list.syntax.description;
       }
     }
     Out() << "\nCritical processes:  " << critical.size() << "\n";

@@ -111,9 +111,9 @@ bool ReportFailedList(const vor::host::Session& session, const Globals& globals)
   const vor::host::ListStatus list = session.processList();
   if (list.state != VOR_LIST_FAILED) return false;
   std::string what = "process list " + ListFile(globals) + " is not in force";
-  if (list.line != 0) {
-    what += " (line " + std::to_string(list.line) + ", column " + std::to_string(list.column) +
-            ": " + list.description + ")";
+  if (list.syntax.line != 0) {
+    what += " (line " + std::to_string(list.syntax.line) + ", column " + std::to_string(list.syntax.column) +
+            ": " + list.syntax.description + ")";
   }
   PrintModuleFailure(what, list.result);
   return true;
