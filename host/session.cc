@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <mutex>
 #include <new>
+#include <optional>
 
 #include "host/directory_storage.h"
 #include "host/environment.h"
@@ -266,8 +267,24 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
   }
 }
 
-Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* explain) {
+namespace {
+
+// Asks `check` of the instance in force; the module's lines of this one call
+// are collected only when the caller wants them, so plain checks pay nothing.
+template <class Check>
+Answer Ask(const std::shared_ptr<Instance>& instance, SessionTracer& tracer,
+           std::vector<std::string>* explain, Check check) {
   Answer answer;
+  std::optional<SessionTracer::Collect> collect;
+  if (explain != nullptr) collect.emplace(tracer, VOR_TRACE_INFO, *explain);
+  answer.result = check(*instance->service.get(), answer.critical);
+  if (zel::Failed(answer.result)) answer.critical = false;
+  return answer;
+}
+
+}  // namespace
+
+Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* explain) {
   try {
     // Checks come by the million: the UTF-16 copy reuses this thread's
     // buffer, and ASCII, most paths, is widened without decoding.
@@ -275,36 +292,27 @@ Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* e
     if (!WidenAscii(utf8Path, wide)) {
       wide.clear();
       if (!utf::Utf8ToUtf16(utf8Path, [&](char16_t c) { wide.push_back(c); })) {
-        answer.result = VOR_E_INVALID_SYMBOL;
-        return answer;
+        return {VOR_E_INVALID_SYMBOL, false};
       }
     }
-    const std::shared_ptr<Instance> instance = impl_->current.load();
-    std::vector<std::string> ignored;
-    SessionTracer::Collect collect(*impl_->tracer.get(), explain ? VOR_TRACE_INFO : 0,
-                                   explain ? *explain : ignored);
-    answer.result = instance->service->CheckCriticalFile(&check_context, wide.c_str(),
-                                                         &answer.critical);
+    return Ask(impl_->current.load(), *impl_->tracer.get(), explain,
+               [](ICorvane2& service, bool& critical) {
+                 return service.CheckCriticalFile(&check_context, wide.c_str(), &critical);
+               });
   } catch (const std::bad_alloc&) {
-    answer.result = VOR_E_OUT_OF_MEMORY;
+    return {VOR_E_OUT_OF_MEMORY, false};
   }
-  if (zel::Failed(answer.result)) answer.critical = false;
-  return answer;
 }
 
 Answer Session::CheckPid(std::uint32_t pid, std::vector<std::string>* explain) {
-  Answer answer;
   try {
-    const std::shared_ptr<Instance> instance = impl_->current.load();
-    std::vector<std::string> ignored;
-    SessionTracer::Collect collect(*impl_->tracer.get(), explain ? VOR_TRACE_INFO : 0,
-                                   explain ? *explain : ignored);
-    answer.result = instance->service->CheckCriticalProcess(&check_context, pid, &answer.critical);
+    return Ask(impl_->current.load(), *impl_->tracer.get(), explain,
+               [pid](ICorvane2& service, bool& critical) {
+                 return service.CheckCriticalProcess(&check_context, pid, &critical);
+               });
   } catch (const std::bad_alloc&) {
-    answer.result = VOR_E_OUT_OF_MEMORY;
+    return {VOR_E_OUT_OF_MEMORY, false};
   }
-  if (zel::Failed(answer.result)) answer.critical = false;
-  return answer;
 }
 
 zel::result_t Session::Reload() {
