@@ -27,19 +27,9 @@ class FactoryTest : public ::testing::Test {
 
 TEST_F(FactoryTest, VersionRecordIsFortyBytesOfVersion1740) {
   static_assert(sizeof(ModuleVersionRecord) == 40);
-  unsigned char bytes[40];
-  std::memcpy(bytes, module_.version, sizeof bytes);
-  auto u16 = [&](int offset) { return bytes[offset] | bytes[offset + 1] << 8; };
-  EXPECT_EQ(bytes[0] | bytes[1] << 8 | bytes[2] << 16 | bytes[3] << 24, 1);
-  EXPECT_EQ(u16(4), 1);
-  EXPECT_EQ(u16(6), 7);
-  EXPECT_EQ(u16(8), 4);
-  EXPECT_EQ(u16(10), 0);
-  EXPECT_EQ(u16(12), 1);
-  EXPECT_EQ(u16(14), 7);
-  EXPECT_EQ(u16(16), 4);
-  EXPECT_EQ(u16(18), 0);
-  for (int i = 20; i < 40; ++i) EXPECT_EQ(bytes[i], 0) << "reserved byte " << i;
+  // A 32-bit record version 1, then two 1.7.4.0 versions as 16-bit fields, then zeros.
+  const unsigned char expected[40] = {1, 0, 0, 0, 1, 0, 7, 0, 4, 0, 0, 0, 1, 0, 7, 0, 4};
+  EXPECT_EQ(std::memcmp(module_.version, expected, sizeof expected), 0);
 }
 
 TEST_F(FactoryTest, UnknownClassIdsAreNotImplemented) {
@@ -119,40 +109,7 @@ TEST_F(FactoryTest, UnknownInterfaceLeavesNothingAlive) {
   // Created and destroyed at once: both lifetime lines were written.
   EXPECT_TRUE(host_.tracer->Contains("vor: Loading "));
   EXPECT_TRUE(host_.tracer->Contains("vor: Unloading "));
-  factory.reset();
-  EXPECT_EQ(module_.CanUnloadModule(), 0u);
-}
-
-TEST_F(FactoryTest, FailingHostServicesBecomeCodesAndLeakNothing) {
-  Ref<zel::IObjectFactory> factory = GetFactory();
-  void* out = nullptr;
-
-  // No allocator: its code comes back unchanged and nothing is traced.
-  host_.locator->Refuse(zel::IAllocator::kIid, zel::kErrSettingsNotFound);
-  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), zel::kErrSettingsNotFound);
-  EXPECT_EQ(out, nullptr);
-  EXPECT_TRUE(host_.tracer->lines().empty());
-  host_.locator->Allow(zel::IAllocator::kIid);
-
-  // No memory for the service: "Out of memory" with the construction line.
-  host_.allocator->FailAlways();
-  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), zel::kErrOutOfMemory);
-  EXPECT_EQ(out, nullptr);
-  EXPECT_EQ(host_.tracer->lines(300),
-            std::vector<std::string>{"Exception during object construction:  std::bad_alloc"});
-  host_.allocator->FailNever();
-  host_.tracer->Clear();
-
-  // No tracer: the constructor throws GetInterfaceException, the memory goes back.
-  host_.locator->Refuse(zel::ITracer::kIid, zel::kErrNotFound);
-  EXPECT_EQ(factory->CreateInstance(host_.locator.get(), 0, &out), zel::kErrNotFound);
-  EXPECT_EQ(out, nullptr);
-  EXPECT_EQ(host_.allocator->live_blocks(), 0);
-  EXPECT_EQ(host_.allocator->allocations(), 1u);
-  host_.locator->Allow(zel::ITracer::kIid);
-
-  // The locator itself may be missing.
-  EXPECT_EQ(factory->CreateInstance(nullptr, 0, &out), zel::kErrInvalidArgument);
+  EXPECT_EQ(factory->CreateInstance(nullptr, 0, &out), zel::kErrInvalidArgument) << "no locator";
   factory.reset();
   EXPECT_EQ(module_.CanUnloadModule(), 0u);
 }

@@ -2,14 +2,10 @@
 // list while other threads hand the service updates, repeat Verify and swap
 // the list between two valid documents and an invalid one. Every answer must
 // be the one a single thread gets for the list state in force.
-#include <signal.h>
-#include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <climits>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +16,7 @@
 #include "host/host_object.h"
 #include "proclist/vor_process_list.h"
 #include "tests/module/service_fixture.h"
+#include "tests/testing_host/child.h"
 
 namespace vor::testing {
 namespace {
@@ -27,48 +24,18 @@ namespace {
 constexpr int kCheckers = 8;
 constexpr int kListRounds = 90;
 
-// A child running `image` until killed.
-class Child {
- public:
-  Child(const char* image, const char* first, const char* second = nullptr) {
-    pid_ = fork();
-    if (pid_ == 0) {
-      execl(image, image, first, second, static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    usleep(50 * 1000);  // let exec replace the image
-  }
-  ~Child() {
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-  }
-  std::uint32_t pid() const { return static_cast<std::uint32_t>(pid_); }
-
- private:
-  pid_t pid_;
-};
-
-std::string RealPath(const char* path) {
-  char resolved[PATH_MAX];
-  return realpath(path, resolved) != nullptr ? std::string(resolved) : std::string();
-}
-
 std::string ListNaming(const std::string& image) {
   return "<vor_process_list><vor_process_entry flags=\"1\" path=\"" + image +
          "\"/></vor_process_list>";
 }
 
-std::u16string Wide(const std::string& ascii) { return std::u16string(ascii.begin(), ascii.end()); }
-
 class StressTest : public ServiceTest {};
 
 TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
-  const std::string sleepImage = RealPath("/bin/sleep");
-  const std::string tailImage = RealPath("/usr/bin/tail");
-  ASSERT_FALSE(sleepImage.empty());
-  ASSERT_FALSE(tailImage.empty());
-  Child sleeper("/bin/sleep", "60");
-  Child tailer("/usr/bin/tail", "-f", "/dev/null");  // a second long-lived image
+  const Child sleeper;
+  const Child tailer({"/usr/bin/tail", "-f", "/dev/null"});  // a second long-lived image
+  const std::string& sleepImage = sleeper.image();
+  const std::string& tailImage = tailer.image();
 
   host_.tracer->set_threshold(zel::kTraceWarning);  // keeps the captured lines few
   host_.Register(zel::IFeatureFlags::kIid, host::MakeHostObject<host::FeatureFlags>().get());
@@ -101,7 +68,7 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
   const std::vector<FileCase> files = {{u"/usr/bin/ls", true},
                                        {u"/nonexistent/vor-stress/ls", false},
                                        {u"/usr/lib/" + std::u16string(300, u'x'), false},
-                                       {Wide(sample), true}};
+                                       {std::u16string(sample.begin(), sample.end()), true}};
   struct ProcessCase {
     std::uint32_t pid;
     bool critical;

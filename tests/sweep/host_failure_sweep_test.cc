@@ -14,23 +14,22 @@ constexpr std::uint32_t kServiceInterfaces[] = {
     zel::IAllocator::kIid,  zel::ITracer::kIid,       zel::ILumoFileFactory::kIid,
     zel::IXmlFactory::kIid, zel::IFeatureFlags::kIid, zel::IEnvironment::kIid};
 
-Fault PlanFault(const std::shared_ptr<FaultPlan>& plan, std::uint64_t k) {
+Fault PlanFault(const PlanRef& plan, std::uint64_t k) {
   return Fault{[plan, k] { plan->FailAt(k); }, [plan, k] { return plan->steps() >= k; },
                [plan] { plan->FailAt(0); }};
 }
 
 TEST_F(SweepTest, LocatorRefusesEachRequestInTurn) {
   RefusingLocator* locator = host_.locator.get();
-  RecordingLocator* recording = recording_.get();
   for (Scenario scenario : kAllScenarios) {
     // Step k lets the first k - 1 requests through and refuses the rest.
     const std::uint64_t points = Sweep(scenario, [=](std::uint64_t k) {
       const int answered = static_cast<int>(k - 1);
       return Fault{[=] {
-                     recording->ResetCount();
+                     locator->ResetCount();
                      locator->RefuseAfter(answered);
                    },
-                   [=] { return recording->asks() > static_cast<std::uint64_t>(answered); },
+                   [=] { return locator->asks() > static_cast<std::uint64_t>(answered); },
                    [=] { locator->RefuseAfter(-1); }};
     });
     Report("locator refusing after n answers", scenario, points);
@@ -39,10 +38,10 @@ TEST_F(SweepTest, LocatorRefusesEachRequestInTurn) {
 
 TEST_F(SweepTest, LocatorRefusesEachInterface) {
   // A healthy pass first: the service asks for nothing beyond the known set.
-  recording_->ResetCount();
+  host_.locator->ResetCount();
   const Fault none{[] {}, [] { return false; }, [] {}};
   for (Scenario scenario : kAllScenarios) Run(scenario, none);
-  const std::set<std::uint32_t> asked = recording_->asked();
+  const std::set<std::uint32_t> asked = host_.locator->asked();
   for (std::uint32_t iid : asked) {
     EXPECT_NE(std::find(std::begin(kServiceInterfaces), std::end(kServiceInterfaces), iid),
               std::end(kServiceInterfaces))
@@ -51,15 +50,14 @@ TEST_F(SweepTest, LocatorRefusesEachInterface) {
   EXPECT_EQ(asked.size(), std::size(kServiceInterfaces)) << "some interface is never asked for";
 
   RefusingLocator* locator = host_.locator.get();
-  RecordingLocator* recording = recording_.get();
   for (Scenario scenario : kAllScenarios) {
     std::uint64_t points = 0;
     for (std::uint32_t iid : kServiceInterfaces) {
       const bool hit = Run(scenario, Fault{[=] {
-                                             recording->ResetCount();
+                                             locator->ResetCount();
                                              locator->Refuse(iid);
                                            },
-                                           [=] { return recording->asked().count(iid) != 0; },
+                                           [=] { return locator->asked().count(iid) != 0; },
                                            [=] { locator->Allow(iid); }});
       if (hit) ++points;
     }

@@ -1,12 +1,8 @@
 #include "tests/sweep/sweep_fixture.h"
 
-#include <signal.h>
-#include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstdio>
 
 #include "host/environment.h"
@@ -21,58 +17,23 @@ bool Legal(zel::result_t code) { return code == zel::kOk || zel::Failed(code); }
 
 constexpr char kListUpdateWarning[] = "vor: Can't update vor process list from storage";
 
-std::uint64_t total_points = 0;
-
-// Prints the failure points of the whole run once the last test is done.
-class SweepSummary : public ::testing::Environment {
- public:
-  void TearDown() override {
-    std::printf("[  sweep   ] the sweep exercised %llu failure points\n",
-                static_cast<unsigned long long>(total_points));
-  }
-};
-
-[[maybe_unused]] ::testing::Environment* const summary =
-    ::testing::AddGlobalTestEnvironment(new SweepSummary);
-
 }  // namespace
 
 const char* ScenarioName(Scenario scenario) {
-  switch (scenario) {
-    case Scenario::kCreate:
-      return "CreateInstance";
-    case Scenario::kVerify:
-      return "SetStorage+Verify";
-    case Scenario::kFileCheck:
-      return "file check";
-    case Scenario::kProcessCheck:
-      return "process check";
-    case Scenario::kProcessListUpdate:
-      return "process list update";
-  }
-  return "?";
+  static const char* const kNames[] = {"CreateInstance", "SetStorage+Verify", "file check",
+                                       "process check", "process list update"};
+  return kNames[static_cast<int>(scenario)];
 }
 
 void SweepTest::SetUp() {
   ServiceTest::SetUp();
   host_.Register(zel::IFeatureFlags::kIid, host::MakeHostObject<host::FeatureFlags>().get());
   host_.Register(zel::IEnvironment::kIid, host::MakeHostObject<host::Environment>().get());
-  recording_ = host::MakeHostObject<RecordingLocator>(Ref<zel::IServiceLocator>(host_.locator.get()));
-
-  child_ = fork();
-  if (child_ == 0) {
-    execl("/bin/sleep", "sleep", "60", static_cast<char*>(nullptr));
-    _exit(127);
-  }
-  ASSERT_GT(child_, 0);
-  usleep(50 * 1000);  // let exec replace the image
-
-  char image[PATH_MAX];
-  ASSERT_NE(realpath("/bin/sleep", image), nullptr);
+  child_ = std::make_unique<Child>();
   const std::string listed = dir_ + "/listed";
   ASSERT_EQ(mkdir(listed.c_str(), 0700), 0);
   WriteFile("listed/vor_proc.xms",
-            std::string("<vor_process_list><vor_process_entry flags=\"1\" path=\"") + image +
+            std::string("<vor_process_list><vor_process_entry flags=\"1\" path=\"") + child_->image() +
                 "\"/></vor_process_list>");
   listedStorage_ = host::MakeHostObject<host::DirectoryStorage>(listed);
   // Long enough that the file list converts it on the heap.
@@ -81,18 +42,15 @@ void SweepTest::SetUp() {
 
 void SweepTest::TearDown() {
   ReleaseService();
-  if (child_ > 0) {
-    kill(child_, SIGKILL);
-    waitpid(child_, nullptr, 0);
-  }
+  child_.reset();
   ServiceTest::TearDown();
 }
 
 zel::result_t SweepTest::TryCreate() {
   Ref<zel::IObjectFactory> factory;
-  zel::result_t code = module_.GetObjectFactory(recording_.get(), kCorvaneClassId, factory.put());
+  zel::result_t code = module_.GetObjectFactory(host_.locator.get(), kCorvaneClassId, factory.put());
   if (code != 0) return code;
-  code = factory->CreateInstance(recording_.get(), 0, service_.put_void());
+  code = factory->CreateInstance(host_.locator.get(), 0, service_.put_void());
   if (code != 0) return code;
   using namespace app_core::service_manager;
   EXPECT_EQ(service_->QueryInterface(IObjectState::kIid, state_.put_void()), 0u);
@@ -141,7 +99,7 @@ void SweepTest::CheckProcesses(const char* when, std::optional<bool> childListed
   bool critical = true;
   zel::result_t code = CheckPid(static_cast<std::uint32_t>(getpid()), critical);
   ExpectAnswer(code, critical, true, std::string(when) + " own process");
-  code = CheckPid(static_cast<std::uint32_t>(child_), critical);
+  code = CheckPid(child_->pid(), critical);
   if (childListed) {
     ExpectAnswer(code, critical, *childListed, std::string(when) + " child");
   } else {
@@ -250,13 +208,6 @@ std::uint64_t SweepTest::Sweep(Scenario scenario,
 void SweepTest::Report(const std::string& what, Scenario scenario, std::uint64_t points) {
   std::printf("[  sweep   ] %s, %s: %llu failure points\n", what.c_str(), ScenarioName(scenario),
               static_cast<unsigned long long>(points));
-  std::fflush(stdout);
-  total_points += points;
-  std::string key = what + "." + ScenarioName(scenario);
-  for (char& c : key) {
-    if (c == ' ' || c == '+') c = '_';
-  }
-  RecordProperty(key, std::to_string(points));
 }
 
 Fault SweepTest::AllocationFault(std::uint64_t k) {

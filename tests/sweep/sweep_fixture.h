@@ -7,8 +7,6 @@
 #ifndef VOR_TESTS_SWEEP_SWEEP_FIXTURE_H_
 #define VOR_TESTS_SWEEP_SWEEP_FIXTURE_H_
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -16,7 +14,8 @@
 #include <string>
 
 #include "tests/module/service_fixture.h"
-#include "tests/sweep/faulty_services.h"
+#include "tests/testing_host/child.h"
+#include "tests/testing_host/faults.h"
 
 namespace vor::testing {
 
@@ -56,7 +55,6 @@ class SweepTest : public ServiceTest {
   std::shared_ptr<FaultPlan> storagePlan_;
   // Lines about the process list are only checked while the tracer works.
   bool tracerWorks_ = true;
-  Ref<RecordingLocator> recording_;
 
  private:
   zel::result_t TryCreate();
@@ -67,7 +65,7 @@ class SweepTest : public ServiceTest {
   // No `childListed`: either answer is right, but a failure never reads critical.
   void CheckProcesses(const char* when, std::optional<bool> childListed);
 
-  pid_t child_ = -1;
+  std::unique_ptr<Child> child_;
   std::u16string longPath_;
   Ref<host::DirectoryStorage> listedStorage_;  // holds a list naming the child's image
   Ref<zel::IStorage> faultyStorage_;

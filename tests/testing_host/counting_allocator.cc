@@ -7,15 +7,11 @@ namespace vor::testing {
 
 void* CountingAllocator::Alloc(std::size_t size) {
   const std::uint64_t n = allocations_.fetch_add(1) + 1;
-  if (failAlways_.load() || n == failAt_.load()) {
-    failures_.fetch_add(1);
-    return nullptr;
-  }
+  if (failAlways_.load() || n == failAt_.load()) return nullptr;
   void* p = std::malloc(size != 0 ? size : 1);
   if (p == nullptr) return nullptr;
   std::lock_guard<std::mutex> lock(mutex_);
   blocks_.emplace(p, size);
-  liveBytes_ += size;
   return p;
 }
 
@@ -39,7 +35,6 @@ void CountingAllocator::Free(void* p) {
     std::lock_guard<std::mutex> lock(mutex_);
     auto it = blocks_.find(p);
     if (it == blocks_.end()) std::abort();  // not ours, or freed twice
-    liveBytes_ -= it->second;
     blocks_.erase(it);
   }
   std::free(p);
@@ -59,11 +54,6 @@ void CountingAllocator::FailAlways() {
 std::int64_t CountingAllocator::live_blocks() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return static_cast<std::int64_t>(blocks_.size());
-}
-
-std::uint64_t CountingAllocator::live_bytes() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return liveBytes_;
 }
 
 }  // namespace vor::testing

@@ -26,19 +26,15 @@ class CountingAllocator : public host::HostObject<zel::IAllocator> {
   void FailNever() { FailAt(0); }
 
   std::int64_t live_blocks() const;
-  std::uint64_t live_bytes() const;
   // Allocation requests since the last FailAt/FailAlways/FailNever.
   std::uint64_t allocations() const { return allocations_.load(); }
-  std::uint64_t failures() const { return failures_.load(); }
 
  private:
   mutable std::mutex mutex_;
   std::unordered_map<void*, std::size_t> blocks_;
-  std::uint64_t liveBytes_ = 0;
   std::atomic<std::uint64_t> allocations_{0};
   std::atomic<std::uint64_t> failAt_{0};
   std::atomic<bool> failAlways_{false};
-  std::atomic<std::uint64_t> failures_{0};
 };
 
 }  // namespace vor::testing

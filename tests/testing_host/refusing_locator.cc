@@ -22,8 +22,9 @@ zel::result_t RefusingLocator::GetInterface(std::uint32_t iid, std::uint32_t ser
                                             void** out) {
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    const bool refused = refused_.count(iid) != 0 || remaining_ == 0;
-    if (refused) {
+    ++asks_;
+    asked_.insert(iid);
+    if (refused_.count(iid) != 0 || remaining_ == 0) {
       if (out != nullptr) *out = nullptr;
       return code_;
     }
@@ -32,6 +33,22 @@ zel::result_t RefusingLocator::GetInterface(std::uint32_t iid, std::uint32_t ser
   std::lock_guard<std::mutex> lock(mutex_);
   if (remaining_ > 0 && static_cast<std::int32_t>(code) >= 0) --remaining_;
   return code;
+}
+
+std::uint64_t RefusingLocator::asks() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return asks_;
+}
+
+std::set<std::uint32_t> RefusingLocator::asked() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return asked_;
+}
+
+void RefusingLocator::ResetCount() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  asks_ = 0;
+  asked_.clear();
 }
 
 }  // namespace vor::testing

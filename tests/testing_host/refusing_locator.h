@@ -1,5 +1,5 @@
-// A service locator that refuses chosen interfaces, for tests of the paths
-// where a host service cannot be had.
+// A service locator that records what it is asked for and refuses chosen
+// interfaces, for tests of the paths where a host service cannot be had.
 #ifndef VOR_TESTS_TESTING_HOST_REFUSING_LOCATOR_H_
 #define VOR_TESTS_TESTING_HOST_REFUSING_LOCATOR_H_
 
@@ -22,11 +22,18 @@ class RefusingLocator : public host::ServiceLocator {
 
   zel::result_t GetInterface(std::uint32_t iid, std::uint32_t serviceId, void** out) override;
 
+  // Requests, and the interfaces they named, since the last ResetCount.
+  std::uint64_t asks() const;
+  std::set<std::uint32_t> asked() const;
+  void ResetCount();
+
  private:
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::set<std::uint32_t> refused_;
   zel::result_t code_ = zel::kErrNotFound;
   int remaining_ = -1;
+  std::uint64_t asks_ = 0;
+  std::set<std::uint32_t> asked_;
 };
 
 }  // namespace vor::testing
