@@ -1,0 +1,18 @@
+# Shell functions for the rows of commands.txt.
+# Writes a process list that makes /bin/sleep critical.
+write_list() {
+  printf '<vor_process_list><vor_process_entry flags="1" path="%s"/></vor_process_list>' \
+    "$(realpath /bin/sleep)" >"$D/vor_proc.xms"
+}
+# Writes a process list the parser stops in, at line 1, column 43.
+break_list() { printf '<vor_process_list><vor_process_entry flags=' >"$D/vor_proc.xms"; }
+# Waits until the child $1 runs /bin/sleep (after its fork, and unshare's work), or is gone.
+wait_sleep() {
+  until [ "$(readlink "/proc/$1/exe")" = "$(realpath /bin/sleep)" ] || ! kill -0 "$1" 2>/dev/null; do
+    sleep 0.05
+  done
+}
+# Runs its arguments as an ordinary user (as they are, when the tests are not root).
+as_nobody() {
+  if [ "$(id -u)" = 0 ]; then setpriv --reuid=65534 --regid=65534 --clear-groups "$@"; else "$@"; fi
+}
