@@ -1,15 +1,12 @@
 // Decisions on several threads while updates swap valid and invalid lists.
-#include <unistd.h>
-
 #include <atomic>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "proclist/vor_process_list.h"
 #include "runtime/result.h"
-#include "tests/proclist/process_list_fixture.h"
+#include "tests/proclist/live_process.h"
 
 namespace vor {
 namespace {
@@ -19,42 +16,34 @@ TEST(VorProcessListConcurrency, DecisionsWhileUpdatesSwapLists) {
   host.tracer->set_threshold(zel::kTraceWarning);  // keep the run short
   VorProcessList list(host.locator.get());
   ASSERT_EQ(list.Init(host.allocator.get(), host.release), zel::kOk);
-  const std::string valid = testing::ProcessListXml(
-      {R"(flags="1" path="/usr/sbin/sshd")", R"(flags="3" path="/a" parent_path="/b")"});
+  const std::string valid =
+      R"(<vor_process_list><vor_process_entry flags="1" path="/usr/sbin/sshd"/>)"
+      R"(<vor_process_entry flags="3" path="/a" parent_path="/b"/></vor_process_list>)";
   host.WriteList(valid);
   ASSERT_EQ(list.UpdateFromStorage(host.storage.get()), zel::kOk);
-
   ProcessCheckRecord sshd;
   sshd.process.pid = 4242;
   sshd.process.imagePath.assign("/usr/sbin/sshd");
-  ASSERT_EQ(GetProcessNamespace(zel::Tracer(Ref<zel::ITracer>(host.tracer.get()), "vor: "),
-                                ::getpid(), "mnt", sshd.process.mntNamespace),
-            zel::kOk);
+  sshd.process.mntNamespace.assign(testing::ReadLink("/proc/self/ns/mnt"));
   ProcessCheckRecord other = sshd;
   other.process.imagePath.assign("/usr/bin/other");
 
   std::atomic<bool> stop{false};
-  std::atomic<int> wrong{0};
-  std::atomic<int> decisions{0};
+  std::atomic<int> wrong{0}, decisions{0};
   std::vector<std::thread> deciders;
   for (int t = 0; t < 4; ++t) {
     deciders.emplace_back([&, t] {
-      while (!stop) {
-        bool critical = false;
-        // Every list that is ever in force holds sshd and not "other".
+      // Every list that is ever in force holds sshd and not "other".
+      for (bool critical = false; !stop; ++decisions) {
         if (list.IsCriticalProcess(sshd, critical) != zel::kOk || !critical) ++wrong;
         if (list.IsCriticalProcess(other, critical) != zel::kOk || critical) ++wrong;
-        if (t == 0 && (list.IsCriticalProcessByPid(::getpid(), critical) != zel::kOk || !critical)) {
-          ++wrong;
-        }
-        ++decisions;
+        if (t == 0 && (list.IsCriticalProcessByPid(::getpid(), critical) != zel::kOk || !critical)) ++wrong;
       }
     });
   }
-  const std::string invalid = "<vor_process_list><vor_process_entry flags=\"1\"/>";
   int applied = 0;
   for (int round = 0; round < 200; ++round) {
-    host.WriteList(round % 2 == 0 ? invalid : valid);
+    host.WriteList(round % 2 == 0 ? "<vor_process_list><vor_process_entry flags=\"1\"/>" : valid);
     if (list.UpdateFromStorage(host.storage.get()) == zel::kOk) ++applied;
   }
   stop = true;

@@ -1,54 +1,139 @@
-// Real child processes for the /proc tests: spawned with fork/exec, killed
-// and reaped when the helper goes.
+// Helpers of the process list suites: a real child process, a testing host
+// with the reference services over a temporary storage folder, and the
+// tab-separated case tables under tests/proclist/data.
 #ifndef VOR_TESTS_PROCLIST_LIVE_PROCESS_H_
 #define VOR_TESTS_PROCLIST_LIVE_PROCESS_H_
 
-#include <sys/types.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "host/directory_storage.h"
+#include "host/environment.h"
+#include "host/feature_flags.h"
+#include "host/xml_factory.h"
+#include "osinfo/os_release_info.h"
+#include "tests/testing_host/testing_host.h"
 
 namespace vor::testing {
 
+inline std::string RealPath(const std::string& path) {
+  char buffer[PATH_MAX] = {};
+  return ::realpath(path.c_str(), buffer) != nullptr ? buffer : "";
+}
+
+inline std::string ReadLink(const std::string& path) {
+  char buffer[PATH_MAX] = {};
+  const ssize_t n = ::readlink(path.c_str(), buffer, sizeof buffer - 1);
+  return n > 0 ? std::string(buffer, n) : "";
+}
+
+// A child running `argv` (argv[0] is the executable), killed and reaped when
+// the helper goes.
 class LiveProcess {
  public:
-  // Runs `argv` (argv[0] is the executable). With `newMountNamespace` the
-  // child unshares its mount namespace before exec; unshareError() tells
-  // whether the kernel refused.
-  explicit LiveProcess(std::vector<std::string> argv, bool newMountNamespace = false);
-  ~LiveProcess();
+  explicit LiveProcess(std::vector<std::string> argv) {
+    std::vector<char*> args;
+    for (std::string& arg : argv) args.push_back(arg.data());
+    args.push_back(nullptr);
+    if ((pid_ = ::fork()) == 0) ::_exit(::execv(args[0], args.data()));
+  }
+  ~LiveProcess() {
+    if (pid_ <= 0) return;  // never kill(-1, ...)
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+  }
   LiveProcess(const LiveProcess&) = delete;
-  LiveProcess& operator=(const LiveProcess&) = delete;
-
   pid_t pid() const { return pid_; }
-  // errno of a refused unshare (the child then exited), 0 otherwise.
-  int unshareError() const { return unshareError_; }
-  // Waits until /proc/<pid>/exe names `path` (the exec has happened).
-  bool WaitForImage(const std::string& path) const;
+  // Waits until /proc/<pid>/exe names `path`, i.e. the exec has happened.
+  bool WaitForImage(const std::string& path) const {
+    for (int i = 0; i < 500; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
+      if (ReadLink("/proc/" + std::to_string(pid_) + "/exe").starts_with(path)) return true;
+    }
+    return false;
+  }
 
  private:
-  pid_t pid_ = -1;
-  int unshareError_ = 0;
+  pid_t pid_;
 };
 
-// A unique empty directory under /tmp, removed with its content.
-class TempDir {
- public:
-  TempDir();
-  ~TempDir();
-  const std::string& path() const { return path_; }
-  std::string Write(const std::string& name, const std::string& content) const;
-
- private:
-  std::string path_;
+// A fresh folder under /tmp, removed with its content.
+struct TempDir {
+  TempDir() {
+    char pattern[] = "/tmp/vor_proclist_XXXXXX";
+    path = ::mkdtemp(pattern) != nullptr ? pattern : "/nonexistent";
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+  void Write(const std::string& name, const std::string& text) const {
+    std::ofstream(path + "/" + name, std::ios::binary) << text;
+  }
+  std::string path;
 };
 
-// Copies an executable to `to` with mode 0755.
-void CopyExecutable(const std::string& from, const std::string& to);
+struct ProcessListHost : TestingHost {
+  ProcessListHost() {
+    Register(zel::IXmlFactory::kIid, xml.get());
+    Register(zel::IFeatureFlags::kIid, flags.get());
+    Register(zel::IEnvironment::kIid, environment.get());
+    release.name.assign("Debian GNU/Linux");
+    release.version.assign("12");
+  }
+  void WriteList(const std::string& text) const { dir.Write("vor_proc.xms", text); }
 
-// realpath(3) and readlink(2) as strings, empty on failure.
-std::string RealPath(const std::string& path);
-std::string ReadLink(const std::string& path);
+  TempDir dir;
+  Ref<host::XmlFactory> xml = host::MakeHostObject<host::XmlFactory>();
+  Ref<host::FeatureFlags> flags = host::MakeHostObject<host::FeatureFlags>();
+  Ref<host::Environment> environment = host::MakeHostObject<host::Environment>();
+  Ref<host::DirectoryStorage> storage = host::MakeHostObject<host::DirectoryStorage>(dir.path);
+  OsReleaseInfo release;
+};
+
+// The rows of a table: fields separated by tabs, '#' lines and blank lines
+// skipped. row[0] names the row ("file:line: text"); in the fields "\t" and
+// "\n" are escapes, "" is an empty field and each $NAME of `vars` is replaced.
+using Row = std::vector<std::string>;
+
+inline std::vector<Row> ReadRows(const std::string& file, std::map<std::string, std::string> vars) {
+  std::ifstream in(VOR_SOURCE_DIR "/tests/proclist/data/" + file);
+  std::vector<Row> rows;
+  vars.insert({{"\\t", "\t"}, {"\\n", "\n"}});
+  int number = 1;
+  for (std::string line; std::getline(in, line); ++number) {
+    rows.push_back({file + ":" + std::to_string(number) + ": " + line});
+    std::istringstream fields(line);
+    for (std::string field; std::getline(fields, field, '\t'); rows.back().push_back(field == "\"\"" ? "" : field)) {
+      for (const auto& [name, value] : vars) {
+        const std::string from = name[0] == '\\' ? name : "$" + name;
+        for (std::size_t at; (at = field.find(from)) != std::string::npos;) field.replace(at, from.size(), value);
+      }
+    }
+    if (line.empty() || line[0] == '#') rows.pop_back();
+  }
+  EXPECT_GT(rows.size(), 0u) << file;
+  return rows;
+}
+
+inline std::string Joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += (text.empty() ? "" : "\n") + line;
+  return text;
+}
 
 }  // namespace vor::testing
 
