@@ -4,11 +4,8 @@
 #ifndef VOR_TESTS_PROCLIST_LIVE_PROCESS_H_
 #define VOR_TESTS_PROCLIST_LIVE_PROCESS_H_
 
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
@@ -16,7 +13,6 @@
 #include <map>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -26,6 +22,7 @@
 #include "host/feature_flags.h"
 #include "host/xml_factory.h"
 #include "osinfo/os_release_info.h"
+#include "tests/testing_host/child.h"
 #include "tests/testing_host/testing_host.h"
 
 namespace vor::testing {
@@ -40,35 +37,6 @@ inline std::string ReadLink(const std::string& path) {
   const ssize_t n = ::readlink(path.c_str(), buffer, sizeof buffer - 1);
   return n > 0 ? std::string(buffer, n) : "";
 }
-
-// A child running `argv` (argv[0] is the executable), killed and reaped when
-// the helper goes.
-class LiveProcess {
- public:
-  explicit LiveProcess(std::vector<std::string> argv) {
-    std::vector<char*> args;
-    for (std::string& arg : argv) args.push_back(arg.data());
-    args.push_back(nullptr);
-    if ((pid_ = ::fork()) == 0) ::_exit(::execv(args[0], args.data()));
-  }
-  ~LiveProcess() {
-    if (pid_ <= 0) return;  // never kill(-1, ...)
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-  }
-  LiveProcess(const LiveProcess&) = delete;
-  pid_t pid() const { return pid_; }
-  // Waits until /proc/<pid>/exe names `path`, i.e. the exec has happened.
-  bool WaitForImage(const std::string& path) const {
-    for (int i = 0; i < 500; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
-      if (ReadLink("/proc/" + std::to_string(pid_) + "/exe").starts_with(path)) return true;
-    }
-    return false;
-  }
-
- private:
-  pid_t pid_;
-};
 
 // A fresh folder under /tmp, removed with its content.
 struct TempDir {

@@ -14,7 +14,6 @@
 namespace vor {
 namespace {
 
-using testing::LiveProcess;
 
 class ProcessInfoTest : public ::testing::Test {
  protected:
@@ -26,9 +25,8 @@ TEST_F(ProcessInfoTest, CaseTable) {
   testing::TempDir dir;
   const std::string copy = dir.path + "/vor sleeper";
   std::filesystem::copy_file("/bin/sleep", copy);
-  LiveProcess child({"/bin/sleep", "30"}), deleted({copy, "30"});
-  const pid_t gone = LiveProcess({"/bin/true"}).pid();  // reaped: the pid is free now
-  ASSERT_TRUE(child.WaitForImage(testing::RealPath("/bin/sleep")) && deleted.WaitForImage(copy));
+  const testing::Child child, deleted({copy, "30"});
+  const std::uint32_t gone = testing::Child({"/bin/true"}).pid();  // reaped: the pid is free now
   ASSERT_EQ(::unlink(copy.c_str()), 0);
   host.tracer->set_threshold(zel::kTraceInfo);
   for (const testing::Row& r : testing::ReadRows("cases.tsv", {

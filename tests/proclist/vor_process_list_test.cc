@@ -12,9 +12,8 @@ namespace vor {
 namespace {
 
 TEST(VorProcessList, DecisionTable) {
-  const std::string sleepPath = testing::RealPath("/bin/sleep");
-  testing::LiveProcess child({"/bin/sleep", "30"});
-  ASSERT_TRUE(child.WaitForImage(sleepPath));
+  const testing::Child child;
+  const std::string& sleepPath = child.image();
   for (const testing::Row& r : testing::ReadRows("decisions.tsv", {
            {"SELF", std::to_string(::getpid())}, {"MNT", testing::ReadLink("/proc/self/ns/mnt")},
            {"CHILD", std::to_string(child.pid())}, {"SLEEP", sleepPath},

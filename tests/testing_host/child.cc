@@ -22,13 +22,18 @@ Child::Child(std::vector<std::string> argv) {
     _exit(127);
   }
   const std::string exe = "/proc/" + std::to_string(pid_) + "/exe";
-  for (int i = 0; i < 400 && std::filesystem::read_symlink(exe, error) != image_; ++i) {
+  for (int i = 0; i < 400 && !std::filesystem::read_symlink(exe, error).string().starts_with(image_);
+       ++i) {
+    if (waitpid(pid_, nullptr, WNOHANG) == pid_) {  // a short command is already done
+      reaped_ = true;
+      return;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
 }
 
 Child::~Child() {
-  if (pid_ <= 0) return;
+  if (pid_ <= 0 || reaped_) return;
   kill(pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
 }

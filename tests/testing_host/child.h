@@ -12,7 +12,8 @@ namespace vor::testing {
 class Child {
  public:
   // Runs `argv` (argv[0] is the executable's path) and waits until the exec
-  // has replaced the image, so that /proc shows the command's own.
+  // has replaced the image, so that /proc shows the command's own, or until
+  // the command has ended.
   explicit Child(std::vector<std::string> argv = {"/bin/sleep", "60"});
   ~Child();
   Child(const Child&) = delete;
@@ -24,6 +25,7 @@ class Child {
 
  private:
   int pid_ = -1;
+  bool reaped_ = false;
   std::string image_;
 };
 
