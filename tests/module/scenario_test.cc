@@ -20,9 +20,6 @@ namespace vor::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using app_core::service_manager::IObjectState;
-using app_core::service_manager::IStorageObjectState;
-using app_core::service_manager::IStorageUpdateDelegate;
 
 const fs::path kScenarios = fs::path(VOR_SOURCE_DIR) / "tests/module/scenarios";
 
@@ -134,19 +131,9 @@ void ScenarioTest::Run(const std::vector<std::string>& w, std::string& out) {
   } else {
     isCheck = false;
     if (verb == "create") {
-      Ref<zel::IObjectFactory> factory;
-      code = module_.GetObjectFactory(host_.locator.get(), kCorvaneClassId, factory.put());
-      if (code == 0) code = factory->CreateInstance(host_.locator.get(), 0, service_.put_void());
-      if (code == 0) {
-        EXPECT_EQ(service_->QueryInterface(IObjectState::kIid, state_.put_void()), 0u);
-        EXPECT_EQ(service_->QueryInterface(IStorageObjectState::kIid, storageState_.put_void()), 0u);
-        EXPECT_EQ(service_->QueryInterface(IStorageUpdateDelegate::kIid, updates_.put_void()), 0u);
-      }
+      code = Create();
     } else if (verb == "release") {
-      updates_.reset();
-      storageState_.reset();
-      state_.reset();
-      service_.reset();
+      Release();
       answerLine = "  => live blocks " + std::to_string(host_.allocator->live_blocks()) +
                    ", can unload " + std::to_string(module_.CanUnloadModule()) + "\n";
     } else if (verb == "set-storage") {
@@ -164,7 +151,6 @@ void ScenarioTest::Run(const std::vector<std::string>& w, std::string& out) {
     } else if (verb == "write") {
       std::string content = std::regex_replace(rest(2), std::regex(R"(\\n)"), "\n");
       if (child_) content = std::regex_replace(content, std::regex(R"(\$SLEEP)"), child_->image());
-      fs::create_directories(fs::path(dir_ + "/" + w.at(1)).parent_path());
       WriteFile(w.at(1), content);
     } else if (verb == "child") {
       child_ = std::make_unique<Child>();

@@ -26,34 +26,34 @@ void ServiceTest::SetUp() {
 }
 
 void ServiceTest::TearDown() {
-  updates_.reset();
-  storageState_.reset();
-  state_.reset();
-  service_.reset();
+  Release();
   EXPECT_EQ(host_.allocator->live_blocks(), 0) << "the service leaked host memory";
   std::filesystem::remove_all(dir_);
 }
 
-void ServiceTest::CreateService() {
-  Ref<zel::IObjectFactory> factory;
-  ASSERT_EQ(module_.GetObjectFactory(host_.locator.get(), kCorvaneClassId, factory.put()), 0u);
-  ASSERT_EQ(factory->CreateInstance(host_.locator.get(), 0, service_.put_void()), 0u);
+zel::result_t ServiceTest::Create() {
   using namespace app_core::service_manager;
-  ASSERT_EQ(service_->QueryInterface(IObjectState::kIid, state_.put_void()), 0u);
-  ASSERT_EQ(service_->QueryInterface(IStorageObjectState::kIid, storageState_.put_void()), 0u);
-  ASSERT_EQ(service_->QueryInterface(IStorageUpdateDelegate::kIid, updates_.put_void()), 0u);
+  Ref<zel::IObjectFactory> factory;
+  zel::result_t code = module_.GetObjectFactory(host_.locator.get(), kCorvaneClassId, factory.put());
+  if (code == 0) code = factory->CreateInstance(host_.locator.get(), 0, service_.put_void());
+  if (code != 0) return code;
+  EXPECT_EQ(service_->QueryInterface(IObjectState::kIid, state_.put_void()), 0u);
+  EXPECT_EQ(service_->QueryInterface(IStorageObjectState::kIid, storageState_.put_void()), 0u);
+  EXPECT_EQ(service_->QueryInterface(IStorageUpdateDelegate::kIid, updates_.put_void()), 0u);
+  return code;
 }
 
-zel::result_t ServiceTest::SetStorage(zel::IStorage* storage) {
-  return storageState_->SetStorage(storage);
+void ServiceTest::Release() {
+  updates_.reset();
+  storageState_.reset();
+  state_.reset();
+  service_.reset();
 }
-
-zel::result_t ServiceTest::Verify() { return state_->Verify(); }
 
 void ServiceTest::StartService() {
-  CreateService();
-  ASSERT_EQ(SetStorage(storage_.get()), 0u);
-  ASSERT_EQ(Verify(), 0u);
+  ASSERT_EQ(Create(), 0u);
+  ASSERT_EQ(storageState_->SetStorage(storage_.get()), 0u);
+  ASSERT_EQ(state_->Verify(), 0u);
 }
 
 zel::result_t ServiceTest::CheckFile(const std::u16string& path, bool& critical) {
@@ -67,9 +67,10 @@ zel::result_t ServiceTest::CheckPid(std::uint32_t pid, bool& critical) {
 }
 
 std::string ServiceTest::WriteFile(const std::string& name, const std::string& content) {
-  const std::string path = dir_ + "/" + name;
+  const std::filesystem::path path = dir_ + "/" + name;
+  std::filesystem::create_directories(path.parent_path());
   std::ofstream(path, std::ios::binary) << content;
-  return path;
+  return path.string();
 }
 
 }  // namespace vor::testing

@@ -1,5 +1,6 @@
-// A testing host with every service the criticality service uses, and the
-// service created through the loaded module's factory.
+// A testing host with the reference host's file and XML factories, a fresh
+// storage folder, and the criticality service created through the loaded
+// module's factory: the set-up of every black-box suite of the service.
 #ifndef VOR_TESTS_MODULE_SERVICE_FIXTURE_H_
 #define VOR_TESTS_MODULE_SERVICE_FIXTURE_H_
 
@@ -22,23 +23,24 @@ void RegisterFileServices(TestingHost& host);
 class ServiceTest : public ::testing::Test {
  protected:
   void SetUp() override;
+  // Checks that the service gave back every block of host memory.
   void TearDown() override;
 
-  // Creates the service (after the test has shaped the host).
-  void CreateService();
-  zel::result_t SetStorage(zel::IStorage* storage);
-  zel::result_t Verify();
-  // Sets the storage to `dir_` and verifies.
+  // Creates the service and asks for its other interfaces; the factory's code.
+  zel::result_t Create();
+  // Drops every reference to the service.
+  void Release();
+  // Creates the service, sets the storage to `dir_` and verifies.
   void StartService();
 
   zel::result_t CheckFile(const std::u16string& path, bool& critical);
   zel::result_t CheckPid(std::uint32_t pid, bool& critical);
-  // Writes `content` to dir_/name and returns the path.
+  // Writes `content` to dir_/name, creating folders on the way, and returns the path.
   std::string WriteFile(const std::string& name, const std::string& content);
 
   TestingHost host_;
   LoadedModule module_;
-  std::string dir_;  // a fresh directory, also the storage directory
+  std::string dir_;  // a fresh folder, also the storage folder
   Ref<host::DirectoryStorage> storage_;
   Ref<ICorvane2> service_;
   Ref<app_core::service_manager::IObjectState> state_;
