@@ -1,9 +1,9 @@
-// A temporary directory tree for the tests that need real files; it goes away
-// with everything in it when the object does.
+// A temporary directory that goes away with everything in it.
 #ifndef VOR_TESTS_OSINFO_TEMP_TREE_H_
 #define VOR_TESTS_OSINFO_TEMP_TREE_H_
 
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -11,32 +11,22 @@
 
 namespace vor::testing {
 
-class TempTree {
- public:
+struct TempTree {
   TempTree() {
     std::string pattern = (std::filesystem::temp_directory_path() / "vor_osinfo_XXXXXX").string();
-    if (::mkdtemp(pattern.data()) != nullptr) root = pattern;
+    root = ::mkdtemp(pattern.data()) != nullptr ? pattern : "/nonexistent/vor_osinfo";
   }
-  ~TempTree() {
-    std::error_code ignored;
-    std::filesystem::remove_all(root, ignored);
-  }
-  // Writes `content` at `relative`; "->target" makes a symbolic link instead.
-  std::filesystem::path Add(const std::string& relative, const std::string& content) const {
+  ~TempTree() { std::error_code ignored; std::filesystem::remove_all(root, ignored); }
+  // Writes `content` at `relative`; kind "link" makes a symbolic link to it, "fifo" a FIFO.
+  std::filesystem::path Add(const std::string& relative, const std::string& content,
+                            const std::string& kind = "file") const {
     const std::filesystem::path file = root / relative;
     std::filesystem::create_directories(file.parent_path());
-    if (content.starts_with("->")) {
-      std::filesystem::create_symlink(content.substr(2), file);
-    } else {
-      std::ofstream(file, std::ios::binary) << content;
-    }
+    if (kind == "link") std::filesystem::create_symlink(content, file);
+    if (kind == "fifo") ::mkfifo(file.c_str(), 0600);
+    if (kind == "file") std::ofstream(file, std::ios::binary) << content;
     return file;
   }
-  std::u16string Wide(const std::string& relative) const {
-    const std::string path = (root / relative).string();
-    return std::u16string(path.begin(), path.end());
-  }
-
   std::filesystem::path root;
 };
 
