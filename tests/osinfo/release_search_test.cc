@@ -14,6 +14,7 @@ namespace vor {
 namespace {
 
 using Lines = std::vector<std::string>;
+using enum ReleaseFileType;
 
 // Every file but the last misbehaves in its own way; the search goes on each time.
 TEST(ReleaseSearchTest, AFileThatCannotBeReadWholeIsSkipped) {
@@ -35,42 +36,33 @@ TEST(ReleaseSearchTest, AFileThatCannotBeReadWholeIsSkipped) {
             (Lines{"rp: Can't get size for config </etc/system-release> with error 0x80000059",
                    "rp: Can't read config </etc/SuSE-release> with error 0x80000045",
                    "rp: Config </etc/gentoo-release> has been read partially (32 of 40)"}));
-  EXPECT_EQ(files->reads(u"/etc/os-release"), 0);
   EXPECT_EQ(files->reads(u"/etc/gentoo-release"), 1);  // never a retry
   EXPECT_EQ(files->last_modes(), (std::array<std::uint32_t, 4>{1, 3, 4, 0}));  // read, any sharing
   EXPECT_EQ(files->live_streams(), 0);
 }
 
-TEST(ReleaseSearchTest, BadArgumentsAndUnknownTypesAreRefused) {
+TEST(ReleaseSearchTest, BadArgumentsUnknownTypesAndAMissingAllocatorAreRefused) {
   testing::TestingHost host;
+  host.tracer->set_threshold(zel::kTraceInfo);
+  zel::IServiceLocator* const locator = host.locator.get();
   const Ref<testing::FakeFileFactory> files = host::MakeHostObject<testing::FakeFileFactory>();
   zel::string name("stale"), version("stale");
   EXPECT_EQ(FindReleaseInfo(nullptr, files.get(), name, version), zel::kErrInvalidArgument);
   EXPECT_TRUE(name.empty() && version.empty());
-  EXPECT_EQ(FindReleaseInfo(host.locator.get(), nullptr, name, version), zel::kErrInvalidArgument);
-  EXPECT_EQ(ParseReleaseFile(nullptr, ReleaseFileType::kDebianVersion, "12", name, version),
-            zel::kErrInvalidArgument);
-  EXPECT_EQ(ParseReleaseFile(host.locator.get(), ReleaseFileType{0}, "12", name, version),
-            zel::kErrInvalidArgument);
-  EXPECT_EQ(ParseReleaseFile(host.locator.get(), ReleaseFileType::kOsRelease, "", name, version),
-            zel::kErrInvalidArgument);
-  EXPECT_EQ(host.tracer->lines(), Lines{});
-  EXPECT_EQ(ParseReleaseFile(host.locator.get(), ReleaseFileType{8}, "12", name, version),
-            zel::kErrNotImplemented);
-  EXPECT_EQ(host.tracer->lines(zel::kTraceInfo), Lines{"rp: Parsing OS release file <Unknown>..."});
-  EXPECT_EQ(host.tracer->lines(zel::kTraceError),
-            Lines{"rp: Can't parse config with error 0x80000043"});
-}
+  EXPECT_EQ(FindReleaseInfo(locator, nullptr, name, version), zel::kErrInvalidArgument);
+  EXPECT_EQ(ParseReleaseFile(nullptr, kDebianVersion, "12", name, version), zel::kErrInvalidArgument);
+  EXPECT_EQ(ParseReleaseFile(locator, ReleaseFileType{0}, "12", name, version), zel::kErrInvalidArgument);
+  EXPECT_EQ(ParseReleaseFile(locator, kOsRelease, "", name, version), zel::kErrInvalidArgument);
+  EXPECT_EQ(ParseReleaseFile(locator, ReleaseFileType{8}, "12", name, version), zel::kErrNotImplemented);
+  EXPECT_EQ(host.tracer->lines(), (Lines{"rp: Parsing OS release file <Unknown>...",
+                                         "rp: Can't parse config with error 0x80000043"}));
 
-TEST(ReleaseSearchTest, AMissingAllocatorIsReportedAtEachEntryPoint) {
-  testing::TestingHost host;
-  const Ref<testing::FakeFileFactory> files = host::MakeHostObject<testing::FakeFileFactory>();
+  // Without an allocator each entry point reports the failure at its own site.
+  host.tracer->Clear();
   host.locator->Refuse(zel::IAllocator::kIid, zel::kErrNotSupported);
-  zel::string name, version;
-  EXPECT_EQ(FindReleaseInfo(host.locator.get(), files.get(), name, version), zel::kErrNotSupported);
-  EXPECT_EQ(ParseReleaseFile(host.locator.get(), ReleaseFileType::kDebianVersion, "12", name,
-                             version), zel::kErrNotSupported);
-  const Lines errors = host.tracer->lines(zel::kTraceError);
+  EXPECT_EQ(FindReleaseInfo(locator, files.get(), name, version), zel::kErrNotSupported);
+  EXPECT_EQ(ParseReleaseFile(locator, kDebianVersion, "12", name, version), zel::kErrNotSupported);
+  const Lines errors = host.tracer->lines();
   ASSERT_EQ(errors.size(), 2u);
   EXPECT_TRUE(errors[0].starts_with("rp: Exception caught at line 748 =>  ")) << errors[0];
   EXPECT_TRUE(errors[1].starts_with("rp: Exception caught at line 630 =>  ")) << errors[1];
