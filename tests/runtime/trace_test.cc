@@ -43,19 +43,24 @@ TEST_F(TraceTest, DisabledLevelBuildsNothing) {
   EXPECT_EQ(evaluated, 0);
 }
 
+// A wide value is cut before a character that would not fit whole, and a
+// character that exactly fills the record is still written.
 TEST_F(TraceTest, CutNeverSplitsAWideCharacter) {
-  ZEL_TRACE(trace_, kTraceError) << "a" << std::u16string(600, u'\u00e9');
-  std::string expected = "vor: a";
-  while (expected.size() + 2 <= kTraceCapacity - 1) expected += "\xc3\xa9";
-  EXPECT_EQ(sink_->lines().at(0), expected);
+  for (const std::string prefix : {"a", ""}) {
+    sink_->Clear();
+    ZEL_TRACE(trace_, kTraceError) << prefix << std::u16string(600, u'\u00e9');
+    std::string expected = "vor: " + prefix;
+    while (expected.size() + 2 <= kTraceCapacity - 1) expected += "\xc3\xa9";
+    EXPECT_EQ(sink_->lines().at(0), expected);
+  }
 }
 
 // Unpaired surrogates become U+FFFD; the lowest and highest pairs are one character.
 TEST_F(TraceTest, WideTextPairsAndReplacesSurrogates) {
-  const char16_t text[] = {u'a', 0xd800, u'b', 0xdc00, 0xd800, 0xdc00, 0xdbff, 0xdfff, 0};
+  const char16_t text[] = {u'a', 0xd800, u'b', 0xdc00, 0xd800, 0xdc00, 0xdbff, 0xdfff, 0xe000, 0};
   ZEL_TRACE(trace_, kTraceInfo) << text << ' ' << static_cast<const char16_t*>(nullptr);
   EXPECT_EQ(sink_->lines().at(0),
-            "vor: a\xef\xbf\xbd" "b\xef\xbf\xbd\xf0\x90\x80\x80\xf4\x8f\xbf\xbf (null)");
+            "vor: a\xef\xbf\xbd" "b\xef\xbf\xbd\xf0\x90\x80\x80\xf4\x8f\xbf\xbf\xee\x80\x80 (null)");
 }
 
 // A tracer whose records carry the buffer and capacity a test chooses.
