@@ -9,7 +9,7 @@ namespace vor::testing {
 
 class EmptyStorage : public host::HostObject<zel::IStorage> {
  public:
-  zel::result_t Open(const char16_t* name, std::uint32_t mode, zel::IIo** out) override;
+  zel::result_t Open(const char16_t*, std::uint32_t, zel::IIo**) override { return zel::kErrFileNotFound; }
 };
 
 }  // namespace vor::testing

@@ -19,8 +19,7 @@ TEST(VorListConcurrency, LookupsDuringUpdates) {
   host.tracer->set_threshold(zel::kTraceWarning);  // keep the per-lookup lines off
   Ref<testing::EmptyStorage> storage = host::MakeHostObject<testing::EmptyStorage>();
   VorList list(host.locator.get());
-  OsReleaseInfo release{zel::string("Debian"), zel::string("12")};
-  ASSERT_EQ(list.Init(host.allocator.get(), release), 0u);
+  ASSERT_EQ(list.Init(host.allocator.get(), {zel::string("Debian"), zel::string("12")}), 0u);
   ASSERT_EQ(list.Update(storage.get()), 0u);
 
   const std::u16string hits[] = {u"/usr/bin/ls", u"/lib/x86_64-linux-gnu/libc.so.6",
@@ -28,26 +27,20 @@ TEST(VorListConcurrency, LookupsDuringUpdates) {
   const std::u16string misses[] = {u"/usr/bin/LS", u"/tmp/x", u"/usr/bin/ls/"};
   std::atomic<bool> stop{false};
   std::atomic<int> wrongAnswers{0};
-  std::atomic<long> lookups{0};
 
   std::vector<std::thread> readers;
   for (int t = 0; t < 4; ++t) {
     readers.emplace_back([&, t] {
-      while (!stop.load()) {
+      do {  // every reader looks at least once
         bool found = false;
-        for (const std::u16string& path : hits) {
-          if (list.IsInListWide(path, found) != 0 || !found) ++wrongAnswers;
-        }
-        for (const std::u16string& path : misses) {
-          if (list.IsInListWide(path, found) != 0 || found) ++wrongAnswers;
-        }
+        for (const std::u16string& path : hits) wrongAnswers += list.IsInListWide(path, found) != 0 || !found;
+        for (const std::u16string& path : misses) wrongAnswers += list.IsInListWide(path, found) != 0 || found;
         if (t == 0 && !list.IsReady()) ++wrongAnswers;
         if (t == 1) {
           std::vector<std::string> paths;
           if (list.CopySortedPaths(paths) != 0 || paths.size() < 500) ++wrongAnswers;
         }
-        lookups += 7;
-      }
+      } while (!stop.load());
     });
   }
   for (int i = 0; i < 30; ++i) ASSERT_EQ(list.Update(storage.get()), 0u);
@@ -55,7 +48,6 @@ TEST(VorListConcurrency, LookupsDuringUpdates) {
   for (std::thread& reader : readers) reader.join();
 
   EXPECT_EQ(wrongAnswers.load(), 0);
-  EXPECT_GT(lookups.load(), 0);
   EXPECT_TRUE(host.tracer->lines(zel::kTraceError).empty());
 }
 

@@ -7,14 +7,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <cstdio>
+#include <fstream>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "runtime/exception.h"
 #include "tests/filelist/empty_storage.h"
 #include "tests/testing_host/testing_host.h"
+#include "vor/utf.h"
 
 namespace vor {
 namespace {
@@ -27,86 +31,143 @@ std::string Hex(const void* p) {
   return text;
 }
 
-OsReleaseInfo Release(const char* name, const char* version) {
-  return {zel::string(name), zel::string(version)};
+struct Scenario {
+  std::string name;
+  Lines commands;
+};
+void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
+
+std::vector<Scenario> LoadScenarios() {
+  std::ifstream in(VOR_SOURCE_DIR "/tests/filelist/data/list_scenarios.txt");
+  std::vector<Scenario> scenarios;
+  for (std::string line; std::getline(in, line);) {
+    if (line.starts_with("list ")) scenarios.push_back({line.substr(5, line.find(' ', 5) - 5), {}});
+    if (!scenarios.empty() && !line.empty() && !line.starts_with('#')) {
+      scenarios.back().commands.push_back(line);
+    }
+  }
+  return scenarios;
 }
 
-bool Contains(const Lines& lines, const std::string& line) {
-  return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
-class VorListTest : public ::testing::Test {
+class ListScenario : public ::testing::TestWithParam<Scenario> {
  protected:
-  // Init and one update; the list holds the built-in set for this machine.
-  void Fill(VorList& list) {
-    ASSERT_EQ(list.Init(host.allocator.get(), Release("Debian", "12")), 0u);
-    ASSERT_EQ(list.Update(storage.get()), 0u);
-  }
-  static std::set<std::string> Paths(VorList& list) {
-    std::vector<std::string> paths;
-    EXPECT_EQ(list.CopySortedPaths(paths), 0u);
-    EXPECT_TRUE(std::is_sorted(paths.begin(), paths.end()));
-    return {paths.begin(), paths.end()};
-  }
-
   testing::TestingHost host;
   Ref<testing::EmptyStorage> storage = host::MakeHostObject<testing::EmptyStorage>();
 };
 
-TEST_F(VorListTest, LifecycleStatesAndTraces) {
-  const auto blocksBefore = host.allocator->live_blocks();
-  {
-    VorList list(host.locator.get());
-    EXPECT_EQ(host.tracer->lines(800), Lines{"vor: VorList " + Hex(&list) + " was created"});
-
-    bool found = true;
-    EXPECT_FALSE(list.IsReady());
-    EXPECT_EQ(list.IsInList("/usr/bin/ls", found), zel::kErrNotInitialized);
-    EXPECT_FALSE(found);
-    found = true;
-    EXPECT_EQ(list.IsInListWide(u"/usr/bin/ls", found), zel::kErrNotInitialized);
-    EXPECT_FALSE(found);
-    EXPECT_EQ(list.Update(storage.get()), zel::kErrNotInitialized);
-    std::vector<std::string> paths{"stale"};
-    EXPECT_EQ(list.CopySortedPaths(paths), zel::kErrNotInitialized);
-    EXPECT_TRUE(paths.empty());
-    EXPECT_EQ(list.Init(nullptr, Release("Debian", "12")), zel::kErrInvalidArgument);
-    EXPECT_FALSE(list.IsReady());
-
-    host.tracer->Clear();
-    ASSERT_EQ(list.Init(host.allocator.get(), Release("", "")), 0u);
-    EXPECT_EQ(host.tracer->lines(), (Lines{"vor: OS release is unknown. Some functions will be disabled.",
-                                           "vor: Begin vor list init...",
-                                           "vor: vor list init status is ok"}));
-    EXPECT_EQ(host.tracer->lines(500).size(), 1u);
-    EXPECT_TRUE(list.IsReady());
-    // Ready but never updated: the set is empty.
-    EXPECT_EQ(list.IsInList("/usr/bin/ls", found), 0u);
-    EXPECT_FALSE(found);
-    EXPECT_EQ(list.Init(host.allocator.get(), Release("Debian", "12")), zel::kErrAlreadyExists);
-    EXPECT_EQ(list.Update(nullptr), zel::kErrInvalidArgument);
-
-    host.tracer->Clear();
-    ASSERT_EQ(list.Update(storage.get()), 0u);
-    const Lines lines = host.tracer->lines(700);
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines.front(), "vor: Begin updating vor list from storage " + Hex(storage.get()) + "...");
-    EXPECT_EQ(lines.back(), "vor: vor list update status is ok");
-    // A refused update leaves the set as it was.
-    EXPECT_EQ(list.Update(nullptr), zel::kErrInvalidArgument);
-    EXPECT_EQ(list.IsInList("/usr/bin/ls", found), 0u);
-    EXPECT_TRUE(found);
-
-    host.tracer->Clear();
-    EXPECT_EQ(list.IsInList("", found), zel::kErrInvalidArgument);
-    EXPECT_FALSE(found);
-    EXPECT_EQ(list.IsInListWide(u"", found), zel::kErrInvalidArgument);
-    EXPECT_TRUE(host.tracer->lines().empty());
+TEST_P(ListScenario, Runs) {
+  std::vector<LibraryDirectory> directories;
+  std::unique_ptr<VorList> list;
+  std::set<std::u16string> present;
+  std::size_t probes = 0, traced = 0;
+  std::string self;  // the list's address as its trace lines print it
+  for (const std::string& command : GetParam().commands) {
+    SCOPED_TRACE(command);
+    std::istringstream in(command);
+    std::string op, word, rest;
+    in >> op;
+    std::getline(in >> std::ws, rest);
+    for (const auto& [name, value] : {std::pair{"%list", self}, {"%storage", Hex(storage.get())}}) {
+      if (const auto at = rest.find(name); at != std::string::npos) rest.replace(at, std::strlen(name), value);
+    }
+    std::istringstream args(rest);
+    const auto code = [&](const std::string& text) { return std::stoul(text, nullptr, 16); };
+    const auto reset = [&] { host.tracer->Clear(), probes = traced = 0; };
+    if (op == "list") {
+      args >> word;
+      for (std::size_t row; args >> row;) directories.push_back(kLibraryDirectories[row]);
+      if (directories.empty()) directories.assign(std::begin(kLibraryDirectories), std::end(kLibraryDirectories));
+      for (LibraryDirectory& row : directories) row.exists = 0;
+      list = std::make_unique<VorList>(host.locator.get());
+      self = Hex(list.get());
+      list->SetLibraryDirectories(directories);
+      list->SetDirectoryProbe([&](const char16_t* dir) { return ++probes, present.count(dir) != 0; });
+    } else if (op == "destroy") {
+      reset();
+      list.reset();
+      EXPECT_EQ(host.allocator->live_blocks(), 0);
+    } else if (op == "present") {
+      present.clear();
+      for (std::string dir; args >> dir;) present.insert(std::u16string(dir.begin(), dir.end()));
+    } else if (op == "machine") {
+      list->SetDirectoryProbe(IsDirectoryOrLinkToDirectory);
+    } else if (op == "require") {
+      struct stat status;
+      if (stat(rest.c_str(), &status) != 0) GTEST_SKIP() << rest << " is not on this machine";
+    } else if (op == "init") {
+      std::string name, version, expected;
+      args >> name >> version >> expected;
+      reset();
+      const OsReleaseInfo release{zel::string(name == "-" ? "" : name), zel::string(version == "-" ? "" : version)};
+      EXPECT_EQ(list->Init(name == "null" ? nullptr : host.allocator.get(), release), code(expected));
+    } else if (op == "update" || op == "update-null") {
+      reset();
+      EXPECT_EQ(list->Update(op == "update" ? storage.get() : nullptr), code(rest));
+    } else if (op == "probes") {
+      EXPECT_EQ(probes, std::stoul(rest));
+    } else if (op == "traced") {
+      const Lines lines = host.tracer->lines();
+      const auto at = std::find(lines.begin() + std::min(traced, lines.size()), lines.end(), rest);
+      EXPECT_NE(at, lines.end()) << "not traced after the previous traced line";
+      traced = at - lines.begin() + 1;
+    } else if (op == "untraced") {
+      EXPECT_FALSE(host.tracer->Contains(rest));
+    } else if (op == "count") {
+      std::uint32_t level, count;
+      args >> level >> count;
+      EXPECT_EQ(host.tracer->lines(level).size(), count);
+    } else if (op == "in" || op == "out" || op == "lookup") {
+      std::string path = rest, expected = "0";
+      if (op == "lookup") args >> expected, path = rest.substr(std::min(rest.size(), expected.size() + 1));
+      std::u16string wide;
+      utf::Utf8ToUtf16(path, [&](char16_t c) { wide.push_back(c); });
+      for (int narrow = 0; narrow < 2; ++narrow) {
+        host.tracer->Clear();
+        bool found = op == "out";
+        EXPECT_EQ(narrow ? list->IsInList(path, found) : list->IsInListWide(wide, found), code(expected));
+        EXPECT_EQ(found, op == "in");
+        const std::string answer = op == "in" ? "> was for in list" : "> wasn't for in list";
+        EXPECT_EQ(host.tracer->lines(), op == "lookup" ? Lines{} : Lines{"vor: Path <" + path + answer});
+      }
+    } else if (op == "ready") {
+      EXPECT_EQ(list->IsReady(), rest == "1");
+    } else if (op == "paths") {
+      Lines paths{"stale"};
+      EXPECT_EQ(list->CopySortedPaths(paths), code(rest));
+      EXPECT_TRUE(std::is_sorted(paths.begin(), paths.end()));
+      EXPECT_TRUE(code(rest) != 0 ? paths.empty() : std::count(paths.begin(), paths.end(), "stale") == 0);
+    } else if (op == "existing") {
+      Lines expected, copied{"stale"};
+      for (std::string dir; args >> dir;) expected.push_back(dir);
+      list->CopyExistingLibraryDirectories(copied);
+      EXPECT_EQ(copied, expected);
+    } else if (op == "resolved" || op == "unresolved") {
+      char resolved[PATH_MAX];
+      if (realpath(rest.c_str(), resolved) == nullptr || rest == resolved) continue;
+      Lines paths;
+      ASSERT_EQ(list->CopySortedPaths(paths), 0u);
+      EXPECT_EQ(std::binary_search(paths.begin(), paths.end(), resolved), op == "resolved") << resolved;
+    } else {
+      FAIL() << "unknown command";
+    }
   }
-  EXPECT_EQ(host.tracer->lines(800).size(), 1u);
-  EXPECT_TRUE(host.tracer->Contains(" was destroyed"));
-  EXPECT_EQ(host.allocator->live_blocks(), blocksBefore);
+}
 
+INSTANTIATE_TEST_SUITE_P(Data, ListScenario, ::testing::ValuesIn(LoadScenarios()),
+                         [](const auto& row) { return row.param.name; });
+
+class VorListTest : public ::testing::Test {
+ protected:
+  void Fill(VorList& list, zel::IAllocator* initAllocator) {
+    ASSERT_EQ(list.Init(initAllocator, {zel::string("Debian"), zel::string("12")}), 0u);
+    ASSERT_EQ(list.Update(storage.get()), 0u);
+    host.tracer->Clear();
+  }
+  testing::TestingHost host;
+  Ref<testing::EmptyStorage> storage = host::MakeHostObject<testing::EmptyStorage>();
+};
+
+TEST_F(VorListTest, NoListWithoutAllocatorOrTracer) {
   host.locator->Refuse(zel::IAllocator::kIid, zel::kErrNotFound);
   EXPECT_THROW(VorList list(host.locator.get()), zel::GetInterfaceException);
   host.locator->Allow(zel::IAllocator::kIid);
@@ -114,215 +175,42 @@ TEST_F(VorListTest, LifecycleStatesAndTraces) {
   EXPECT_THROW(VorList list(host.locator.get()), zel::GetInterfaceException);
 }
 
-TEST_F(VorListTest, ExactMatchOnly) {
+TEST_F(VorListTest, WidePathsConvertOnTheStackOrThroughTheInitAllocator) {
+  auto initAllocator = host::MakeHostObject<testing::CountingAllocator>();
   VorList list(host.locator.get());
-  Fill(list);
-  host.tracer->Clear();
-  bool found = false;
-  // The %OS_ARCH% row is never expanded, so it stands in the list as written;
-  // the i386-only loader rows never reach an x86-64 list.
-  const struct {
-    const char* path;
-    bool in;
-  } cases[] = {
-      {"/usr/bin/ls", true},  {"/USR/BIN/LS", false}, {"/usr/bin/ls/", false},
-      {"/usr/bin/../bin/ls", false}, {"usr/bin/ls", false},
-      {"/etc/ld.so.conf.d/%OS_ARCH%-gnu.conf", true},
-      {"/etc/ld.so.conf.d/x86_64-linux-gnu.conf", false},
-      {"/lib/i386-linux-gnu/ld-linux.so.2", false}, {"/lib32/ld-linux.so.2", false},
-      {"/lib64/ld-linux-x86-64.so.2", true}, {"/lib/x86_64-linux-gnu/ld-linux-x86-64.so.2", true},
-      {"/lib/x86_64-linux-gnu/libc.so.6", true}, {"%OS_LIB_PATH%/libc.so.6", false},
-      {"/lib/systemd/systemd-binfmt", true},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(list.IsInList(c.path, found), 0u);
-    EXPECT_EQ(found, c.in) << c.path;
-  }
-  const Lines lines = host.tracer->lines(700);
-  EXPECT_EQ(lines[0], "vor: Path </usr/bin/ls> was for in list");
-  EXPECT_EQ(lines[1], "vor: Path </USR/BIN/LS> wasn't for in list");
-
-  // Tracing off: nothing is built, the answer is the same.
-  host.tracer->set_threshold(0);
-  host.tracer->Clear();
-  EXPECT_EQ(list.IsInListWide(u"/usr/bin/ls", found), 0u);
-  EXPECT_TRUE(found);
-  EXPECT_EQ(host.tracer->begun(), 0u);
-}
-
-TEST_F(VorListTest, WidePaths) {
-  Ref<testing::CountingAllocator> initAllocator = host::MakeHostObject<testing::CountingAllocator>();
-  VorList list(host.locator.get());
-  ASSERT_EQ(list.Init(initAllocator.get(), Release("Debian", "12")), 0u);
-  ASSERT_EQ(list.Update(storage.get()), 0u);
-  host.tracer->Clear();
-
-  bool found = false;
-  EXPECT_EQ(list.IsInListWide(u"/usr/sbin/NetworkManager", found), 0u);
-  EXPECT_TRUE(found);
-  EXPECT_EQ(list.IsInListWide(u"/usr/bin/l\u00e9", found), 0u);
-  EXPECT_FALSE(found);
-  EXPECT_EQ(host.tracer->lines(700).back(), "vor: Path </usr/bin/l\xc3\xa9> wasn't for in list");
-  EXPECT_EQ(initAllocator->allocations(), 0u) << "short paths convert on the stack";
-
+  Fill(list, initAllocator.get());
+  bool found = true;
   // Unpaired surrogates fail the conversion; a pair is fine.
-  host.tracer->Clear();
-  found = true;
   EXPECT_EQ(list.IsInListWide(u"/bin/\xd800x", found), zel::kErrInvalidSymbol);
   EXPECT_FALSE(found);
-  EXPECT_EQ(host.tracer->lines(300),
-            Lines{"vor: Can't convert to UTF-8 </bin/\xef\xbf\xbdx> with error 0x80000300"});
+  EXPECT_EQ(host.tracer->lines(300), Lines{"vor: Can't convert to UTF-8 </bin/\xef\xbf\xbdx> with error 0x80000300"});
   EXPECT_EQ(list.IsInListWide(u"/b\xdbff", found), zel::kErrInvalidSymbol);
   EXPECT_EQ(list.IsInListWide(u"/\xdc00/", found), zel::kErrInvalidSymbol);
   EXPECT_EQ(list.IsInListWide(u"/\xd83d\xde00", found), 0u);
+  EXPECT_EQ(initAllocator->allocations(), 0u) << "short paths convert on the stack";
 
   // Longer than the stack buffer: converted through the Init allocator.
   const std::u16string longPath = u"/usr/bin/" + std::u16string(300, u'a');
   EXPECT_EQ(list.IsInListWide(longPath, found), 0u);
-  EXPECT_FALSE(found);
   EXPECT_GE(initAllocator->allocations(), 1u);
   EXPECT_EQ(initAllocator->live_blocks(), 0);
   EXPECT_EQ(list.IsInListWide(longPath + char16_t(0xdc01), found), zel::kErrInvalidSymbol);
-
   initAllocator->FailAlways();
   host.tracer->Clear();
   EXPECT_EQ(list.IsInListWide(longPath, found), zel::kErrOutOfMemory);
-  EXPECT_FALSE(found);
   const Lines errors = host.tracer->lines(300);
   ASSERT_EQ(errors.size(), 1u);
   EXPECT_TRUE(errors[0].starts_with("vor: Can't convert to UTF-8 </usr/bin/aaa")) << errors[0];
   EXPECT_TRUE(errors[0].ends_with("a> with error 0x80000041")) << errors[0];
-  EXPECT_EQ(list.IsInListWide(u"/usr/bin/ls", found), 0u) << "short paths need no memory";
+  EXPECT_EQ(list.IsInListWide(u"/usr/sbin/NetworkManager", found), 0u) << "short paths need no memory";
   EXPECT_TRUE(found);
-  initAllocator->FailNever();
 }
 
-TEST_F(VorListTest, ExpansionOnThisMachine) {
-  struct stat status;
-  if (stat("/lib/x86_64-linux-gnu/libc.so.6", &status) != 0) GTEST_SKIP() << "no x86-64 libc here";
+TEST_F(VorListTest, OutOfMemoryDuringUpdateReleasesTheLock) {
   VorList list(host.locator.get());
-  Fill(list);
-  EXPECT_TRUE(Contains(host.tracer->lines(700), "vor: Library directory </lib/x86_64-linux-gnu> is existing"));
-  // A fallback is not probed once a multiarch directory was found.
-  EXPECT_FALSE(host.tracer->Contains("Library directory </lib64>"));
-  EXPECT_FALSE(host.tracer->Contains("Library directory </lib>"));
-
-  const std::set<std::string> set = Paths(list);
-  EXPECT_TRUE(set.count("/lib/x86_64-linux-gnu/libc.so.6"));
-  EXPECT_FALSE(set.count("/lib64/libc.so.6"));
-  char resolved[PATH_MAX];
-  ASSERT_NE(realpath("/lib/x86_64-linux-gnu/libc.so.6", resolved), nullptr);
-  bool found = false;
-  EXPECT_EQ(list.IsInList(resolved, found), 0u);
-  EXPECT_TRUE(found) << resolved;
-  if (realpath("/lib64/ld-linux-x86-64.so.2", resolved) != nullptr) {
-    EXPECT_TRUE(set.count(resolved)) << resolved;
-  }
-  // Rows without link resolution add only the literal path.
-  EXPECT_TRUE(set.count("/lib/x86_64-linux-gnu/libmemusage.so"));
-  if (realpath("/lib/x86_64-linux-gnu/libmemusage.so", resolved) != nullptr &&
-      std::string(resolved) != "/lib/x86_64-linux-gnu/libmemusage.so") {
-    EXPECT_FALSE(set.count(resolved)) << resolved;
-  }
-  std::vector<std::string> directories;
-  ASSERT_EQ(list.CopyExistingLibraryDirectories(directories), 0u);
-  EXPECT_TRUE(Contains(directories, "/lib/x86_64-linux-gnu"));
-
-  // A second update yields the same set.
-  ASSERT_EQ(list.Update(storage.get()), 0u);
-  EXPECT_EQ(Paths(list), set);
-}
-
-// Lists on private copies of the directory table (so `exists` bytes set in
-// one shape never leak into another), with a probe that plays the machine.
-TEST_F(VorListTest, MachineShapes) {
-  const struct {
-    const char* label;
-    std::set<std::u16string> present;
-    std::size_t probes;  // fallbacks are probed only when no multiarch directory was found
-    const char* traced;
-    std::vector<const char*> in, out;
-  } shapes[] = {
-      {"only the x86-64 multiarch directory", {u"/lib/x86_64-linux-gnu", u"/lib64", u"/lib"}, 3,
-       "vor: Library directory </lib/i386-linux-gnu> is absent",
-       {"/lib/x86_64-linux-gnu/libc.so.6", "/lib/x86_64-linux-gnu/libSegFault.so"},
-       {"/lib64/libc.so.6", "/lib/libc.so.6", "/lib/i386-linux-gnu/libc.so.6"}},
-      // Each 0x701 row then expands three times; /lib shares kArchX86 with it.
-      {"/lib64 and /lib without multiarch directories", {u"/lib64", u"/lib"}, 5,
-       "vor: Library directory </lib64> is existing",
-       {"/lib/x86_64-linux-gnu/libutil.so.1", "/lib64/libutil.so.1", "/lib/libutil.so.1",
-        "/lib/libpcprofile.so", "/etc/ld.so.conf.d/%OS_ARCH%-gnu.conf"},
-       {"/lib/aarch64-linux-gnu/libutil.so.1", "/lib/i386-linux-gnu/libutil.so.1"}},
-      {"i386 beside x86-64", {u"/lib/i386-linux-gnu", u"/lib/x86_64-linux-gnu", u"/lib"}, 3,
-       "vor: Library directory </lib/i386-linux-gnu> is existing",
-       {"/lib/i386-linux-gnu/libc.so.6", "/lib/x86_64-linux-gnu/libc.so.6"},
-       {"/lib/libc.so.6", "/lib/i386-linux-gnu/ld-linux.so.2"}},
-  };
-  for (const auto& shape : shapes) {
-    SCOPED_TRACE(shape.label);
-    LibraryDirectory directories[kLibraryDirectoryCount];
-    std::copy(std::begin(kLibraryDirectories), std::end(kLibraryDirectories), directories);
-    for (LibraryDirectory& row : directories) row.exists = 0;
-    std::size_t probes = 0;
-    VorList list(host.locator.get());
-    list.SetLibraryDirectories(directories);
-    list.SetDirectoryProbe([&](const char16_t* dir) {
-      ++probes;
-      return shape.present.count(dir) != 0;
-    });
-    host.tracer->Clear();
-    Fill(list);
-    EXPECT_EQ(probes, shape.probes);
-    EXPECT_TRUE(Contains(host.tracer->lines(700), shape.traced));
-    const std::set<std::string> set = Paths(list);
-    for (const char* path : shape.in) EXPECT_TRUE(set.count(path)) << path;
-    for (const char* path : shape.out) EXPECT_FALSE(set.count(path)) << path;
-  }
-}
-
-TEST_F(VorListTest, VanishedDirectoryStaysExpanded) {
-  LibraryDirectory directories[kLibraryDirectoryCount];
-  std::copy(std::begin(kLibraryDirectories), std::end(kLibraryDirectories), directories);
-  for (LibraryDirectory& row : directories) row.exists = 0;
-  bool i386 = true;
-  VorList list(host.locator.get());
-  list.SetLibraryDirectories(directories);
-  list.SetDirectoryProbe([&](const char16_t* dir) {
-    return i386 && std::u16string_view(dir) == u"/lib/i386-linux-gnu";
-  });
-  Fill(list);
-  const std::set<std::string> first = Paths(list);
-  EXPECT_TRUE(first.count("/lib/i386-linux-gnu/librt.so.1"));
-  i386 = false;
-  host.tracer->Clear();
-  ASSERT_EQ(list.Update(storage.get()), 0u);
-  EXPECT_TRUE(Contains(host.tracer->lines(700), "vor: Library directory </lib/i386-linux-gnu> is absent"));
-  EXPECT_EQ(directories[0].exists, 1);
-  EXPECT_EQ(Paths(list), first);
-}
-
-TEST_F(VorListTest, NoUsableDirectoryTracesTheRow) {
-  // A table with only a missing i386 directory: expanded rows find nothing.
-  LibraryDirectory onlyI386[] = {kLibraryDirectories[0]};
-  onlyI386[0].exists = 0;
-  VorList list(host.locator.get());
-  list.SetLibraryDirectories(onlyI386);
-  list.SetDirectoryProbe([](const char16_t*) { return false; });
-  host.tracer->Clear();
-  Fill(list);
-  const Lines warnings = host.tracer->lines(500);
-  EXPECT_EQ(warnings.size(), 24u);  // 23 library rows and the %OS_ARCH% row
-  EXPECT_TRUE(Contains(warnings, "vor: No one path was added for vor item <%OS_LIB_PATH%/libc.so.6>"));
-  EXPECT_TRUE(Contains(warnings, "vor: No one path was added for vor item </etc/ld.so.conf.d/%OS_ARCH%-gnu.conf>"));
-  bool found = true;
-  EXPECT_EQ(list.IsInList("/lib/i386-linux-gnu/libc.so.6", found), 0u);
-  EXPECT_FALSE(found);
-}
-
-TEST_F(VorListTest, OutOfMemoryDuringUpdate) {
-  VorList list(host.locator.get());
-  Fill(list);
-  const std::set<std::string> full = Paths(list);
+  Fill(list, host.allocator.get());
+  Lines full, paths;
+  ASSERT_EQ(list.CopySortedPaths(full), 0u);
   for (std::uint64_t n : {1u, 2u, 100u, 700u}) {
     host.tracer->Clear();
     host.allocator->FailAt(n);
@@ -331,12 +219,11 @@ TEST_F(VorListTest, OutOfMemoryDuringUpdate) {
     const Lines errors = host.tracer->lines(300);
     ASSERT_EQ(errors.size(), 1u);
     EXPECT_TRUE(errors[0].starts_with("vor: Exception caught at line 296 => ")) << errors[0];
-    // The lock was released: lookups and a new update go through.
     bool found = true;
     EXPECT_EQ(list.IsInList("/no/such/file", found), 0u);
-    EXPECT_FALSE(found);
     ASSERT_EQ(list.Update(storage.get()), 0u);
-    EXPECT_EQ(Paths(list), full);
+    ASSERT_EQ(list.CopySortedPaths(paths), 0u);
+    EXPECT_EQ(paths, full);
   }
 }
 
@@ -348,12 +235,9 @@ TEST_F(VorListTest, ExistsBytesAreProcessWide) {
       {
         VorList first(host.locator.get());
         VorList second(host.locator.get());
-        first.SetDirectoryProbe([](const char16_t* dir) {
-          return std::u16string_view(dir) == u"/lib/i386-linux-gnu";
-        });
+        first.SetDirectoryProbe([](const char16_t* dir) { return std::u16string_view(dir) == u"/lib/i386-linux-gnu"; });
         second.SetDirectoryProbe([](const char16_t*) { return false; });
-        bool ok = first.Init(host.allocator.get(), Release("a", "1")) == 0 &&
-                  second.Init(host.allocator.get(), Release("a", "1")) == 0 &&
+        bool ok = first.Init(host.allocator.get(), {}) == 0 && second.Init(host.allocator.get(), {}) == 0 &&
                   first.Update(storage.get()) == 0 && second.Update(storage.get()) == 0;
         bool found = false;
         ok = ok && second.IsInList("/lib/i386-linux-gnu/libc.so.6", found) == 0 && found;
@@ -362,6 +246,21 @@ TEST_F(VorListTest, ExistsBytesAreProcessWide) {
         std::exit(ok ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "shared");
+}
+
+// The default probe: directories and links to them count, nothing else does.
+TEST(DirectoryProbeTest, DirectoriesAndLinksToThem) {
+  std::string dots = "/";
+  while (dots.size() + 2 < PATH_MAX) dots += "./";  // PATH_MAX - 1 bytes naming "/"
+  const std::pair<std::u16string, bool> rows[] = {
+      {u"/", true}, {u"/proc/self/cwd", true}, {u"/proc/self/exe", false}, {u"/etc/passwd", false},
+      {u"/no/such/dir", false}, {u"/proc/self/\xd800", false},
+      {std::u16string(dots.begin(), dots.end()), true}, {std::u16string(dots.begin(), dots.end()) + u".", false},
+  };
+  for (const auto& [path, expected] : rows) {
+    EXPECT_EQ(IsDirectoryOrLinkToDirectory(path.c_str()), expected) << path.size();
+  }
+  EXPECT_FALSE(IsDirectoryOrLinkToDirectory(nullptr));
 }
 
 }  // namespace
