@@ -1,7 +1,8 @@
-// Eight threads ask file and process questions of the service and of a process
-// list while other threads hand the service updates, repeat Verify and swap
-// the list between two valid documents and an invalid one. Every answer must
-// be the one a single thread gets for the list state in force.
+// Eight threads ask file and process questions of the service, of a file list
+// and of a process list while other threads hand the service updates, repeat
+// Verify, rebuild the file list and swap the process list between two valid
+// documents and an invalid one. Every answer must be the one a single thread
+// gets for the list state in force: never a half-built list.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include "host/environment.h"
 #include "host/feature_flags.h"
 #include "host/host_object.h"
+#include "filelist/vor_list.h"
 #include "proclist/vor_process_list.h"
 #include "tests/module/service_fixture.h"
 #include "tests/testing_host/child.h"
@@ -61,6 +63,10 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
   WriteFile("swapped/vor_proc.xms", ListNaming(sleepImage));
   ASSERT_EQ(list.UpdateFromStorage(swappedStorage.get()), 0u);
 
+  VorList fileList(host_.locator.get());
+  ASSERT_EQ(fileList.Init(host_.allocator.get(), release), 0u);
+  ASSERT_EQ(fileList.Update(storage_.get()), 0u);
+
   struct FileCase {
     std::u16string path;
     bool critical;
@@ -98,6 +104,11 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
             ++wrong;
           }
         }
+        bool listed = false;
+        if (fileList.IsInListWide(u"/usr/bin/ls", listed) != 0 || !listed) ++wrong;
+        if (fileList.IsInListWide(u"/usr/bin/LS", listed) != 0 || listed) ++wrong;
+        std::vector<std::string> paths;
+        if (t == 1 && (fileList.CopySortedPaths(paths) != 0 || paths.size() < 500)) ++wrong;
         const ProcessCase& process = processes[static_cast<std::size_t>(t) % processes.size()];
         bool critical = !process.critical;
         if (service_->CheckCriticalProcess(&context, process.pid, &critical) != 0 ||
@@ -131,6 +142,7 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
   threads.emplace_back([&] {
     while (!stop.load()) {
       if (state_->Verify() != 0) ++wrong;  // initialised: returns at once
+      if (fileList.Update(storage_.get()) != 0) ++wrong;
     }
   });
 
