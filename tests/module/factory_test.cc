@@ -3,10 +3,7 @@
 
 #include <cstring>
 
-#include "tests/module/module_loader.h"
-#include "tests/testing_host/testing_host.h"
-#include "vor/corvane.h"
-#include "vor/module.h"
+#include "tests/module/service_fixture.h"
 
 namespace vor::testing {
 namespace {

@@ -1,5 +1,6 @@
 #include "tests/module/service_fixture.h"
 
+#include <dlfcn.h>
 #include <stdlib.h>
 
 #include <filesystem>
@@ -8,6 +9,24 @@
 #include "host/host_object.h"
 
 namespace vor::testing {
+
+LoadedModule::LoadedModule() {
+  handle_ = dlopen(VOR_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+  if (handle_ == nullptr) {
+    ADD_FAILURE() << "dlopen: " << dlerror();
+    return;
+  }
+  GetObjectFactory = reinterpret_cast<zelGetObjectFactoryFn>(dlsym(handle_, "zelGetObjectFactory"));
+  CanUnloadModule = reinterpret_cast<zelCanUnloadModuleFn>(dlsym(handle_, "zelCanUnloadModule"));
+  version = static_cast<const ModuleVersionRecord*>(dlsym(handle_, "zelModuleVersion"));
+  EXPECT_TRUE(GetObjectFactory && CanUnloadModule && version) << "an export is missing";
+}
+
+LoadedModule::~LoadedModule() {
+  if (handle_ == nullptr) return;
+  EXPECT_EQ(CanUnloadModule(), 0u) << "objects of the module are still alive";
+  dlclose(handle_);
+}
 
 void RegisterFileServices(TestingHost& host) {
   zel::result_t code = 0;

@@ -1,6 +1,7 @@
-// A testing host with the reference host's file and XML factories, a fresh
-// storage folder, and the criticality service created through the loaded
-// module's factory: the set-up of every black-box suite of the service.
+// The built libvor.so loaded as a host loads it, and the set-up of every
+// black-box suite of the service: a testing host with the reference host's
+// file and XML factories, a fresh storage folder, and the criticality service
+// created through the loaded module's factory.
 #ifndef VOR_TESTS_MODULE_SERVICE_FIXTURE_H_
 #define VOR_TESTS_MODULE_SERVICE_FIXTURE_H_
 
@@ -11,11 +12,28 @@
 #include "host/directory_storage.h"
 #include "host/lumo_file_factory.h"
 #include "host/xml_factory.h"
-#include "tests/module/module_loader.h"
 #include "tests/testing_host/testing_host.h"
 #include "vor/corvane.h"
+#include "vor/module.h"
 
 namespace vor::testing {
+
+// Loads VOR_MODULE_PATH and resolves its three exports; fails the current test
+// when it cannot, and when objects of the module outlive it.
+class LoadedModule {
+ public:
+  LoadedModule();
+  ~LoadedModule();
+  LoadedModule(const LoadedModule&) = delete;
+  LoadedModule& operator=(const LoadedModule&) = delete;
+
+  zelGetObjectFactoryFn GetObjectFactory = nullptr;
+  zelCanUnloadModuleFn CanUnloadModule = nullptr;
+  const ModuleVersionRecord* version = nullptr;
+
+ private:
+  void* handle_ = nullptr;
+};
 
 // Registers the reference host's file and XML factories, the services Verify reads through.
 void RegisterFileServices(TestingHost& host);

@@ -11,7 +11,7 @@
 #include "host/host_object.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"
-#include "tests/testing_host/capturing_tracer.h"
+#include "tests/testing_host/testing_host.h"
 
 namespace zel {
 namespace {

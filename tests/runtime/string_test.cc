@@ -8,7 +8,7 @@
 #include "host/host_object.h"
 #include "runtime/result.h"
 #include "runtime/text.h"
-#include "tests/testing_host/counting_allocator.h"
+#include "tests/testing_host/testing_host.h"
 #include "vor/utf.h"
 
 namespace zel {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "host/host_object.h"
-#include "tests/testing_host/capturing_tracer.h"
+#include "tests/testing_host/testing_host.h"
 
 namespace zel {
 namespace {

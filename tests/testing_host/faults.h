@@ -1,6 +1,7 @@
 // Fault injection as thin wrappers around the reference host's own storage
-// and XML services: every call made on a wrapped family counts as one step of
-// its FaultPlan, and the chosen step fails, so a sweep can fail each in turn.
+// and XML services: every call made on a wrapped family asks its FaultPlan
+// whether to fail. The plan counts the calls as steps and fails the chosen
+// one, so a sweep can fail each in turn; a test may choose its own way.
 #ifndef VOR_TESTS_TESTING_HOST_FAULTS_H_
 #define VOR_TESTS_TESTING_HOST_FAULTS_H_
 
@@ -17,10 +18,13 @@
 namespace vor::testing {
 
 // The code a failing step answers: an I/O error the module cannot foresee.
-inline constexpr zel::result_t kInjectedFault = zel::kErrUnexpected;
+inline constexpr zel::result_t kInjectedFault = zel::kErrMedia;
 
 class FaultPlan {
  public:
+  virtual ~FaultPlan() = default;
+  // Whether the call named `call` on the wrapped `target` fails (or throws).
+  virtual bool Fails(const char* /*call*/, zel::IObject* /*target*/) { return Step(); }
   // Counts steps from zero again; the `k`-th (1-based) fails, 0 never.
   void FailAt(std::uint64_t k) {
     steps_.store(0);
@@ -43,15 +47,15 @@ class Faulty : public host::HostObject<Interface> {
   Faulty(Ref<Interface> inner, PlanRef plan) : inner_(std::move(inner)), plan_(std::move(plan)) {}
 
  protected:
-  // Forwards `call` to the wrapped object unless this step is the one to fail.
+  // Forwards `call` to the wrapped object unless the plan fails it.
   template <class Call>
-  zel::result_t Pass(Call call) {
-    return plan_->Step() ? kInjectedFault : call(*inner_.get());
+  zel::result_t Pass(const char* name, Call call) {
+    return plan_->Fails(name, inner_.get()) ? kInjectedFault : call(*inner_.get());
   }
   // As Pass, for a call that hands out an object: it comes back as a `Wrapper`.
   template <class Wrapper, class Out, class Call>
-  zel::result_t PassOut(Out** out, Call call) {
-    if (plan_->Step()) return kInjectedFault;
+  zel::result_t PassOut(const char* name, Out** out, Call call) {
+    if (plan_->Fails(name, inner_.get())) return kInjectedFault;
     Ref<Out> object;
     const zel::result_t code = call(*inner_.get(), object.put());
     if (code != 0 || !object) return code;
@@ -63,9 +67,9 @@ class Faulty : public host::HostObject<Interface> {
   PlanRef plan_;
 };
 
-#define VOR_PASS(call) return Pass([&](auto& inner) { return inner.call; })
+#define VOR_PASS(call) return Pass(__func__, [&](auto& inner) { return inner.call; })
 #define VOR_PASS_OUT(Wrapper, out, call) \
-  return PassOut<Wrapper>(out, [&](auto& inner, auto put) { return inner.call; })
+  return PassOut<Wrapper>(__func__, out, [&](auto& inner, auto put) { return inner.call; })
 
 class FaultyIo final : public Faulty<zel::IIo> {
  public:

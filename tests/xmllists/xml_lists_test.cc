@@ -29,6 +29,7 @@
 #include "runtime/result.h"
 #include "runtime/text.h"
 #include "tests/testing_host/fake_file_factory.h"
+#include "tests/testing_host/faults.h"
 #include "tests/testing_host/testing_host.h"
 
 namespace vor {
@@ -53,63 +54,26 @@ std::string TextOf(Call call, zel::result_t expected = 0) {
   return std::string(text.view());
 }
 
-// Forwards to the reference host's node and fails as the header says;
-// children come wrapped too.
-class FailingNode : public host::HostObject<zel::IXmlNode> {
+// Fails the host node calls the header names, chosen by the element's name.
+class NodeFaults : public testing::FaultPlan {
  public:
-  FailingNode(Ref<zel::IXmlNode> inner, const Header& h) : inner_(std::move(inner)), h_(h) {
+  explicit NodeFaults(const Header& h) : h_(h) {}
+  bool Fails(const char* call, zel::IObject* target) override {
+    static const std::map<std::string, std::string> keys = {
+        {"GetName", "fail-name"}, {"GetChildCount", "fail-count"}, {"GetChild", "fail-child"}};
+    const auto key = keys.find(call);
+    if (key == keys.end()) return false;
+    auto* node = static_cast<zel::IXmlNode*>(target);
     std::uint32_t type = 0;
-    inner_->GetType(&type);
-    name_ = type == kTypeDocument ? "#document" : TextOf([&](auto* s) { return inner_->GetName(s); });
-  }
-  zel::result_t GetDocument(zel::IXmlNode** out) override { return inner_->GetDocument(out); }
-  zel::result_t GetParent(zel::IXmlNode** out) override { return inner_->GetParent(out); }
-  zel::result_t GetType(std::uint32_t* type) override { return inner_->GetType(type); }
-  zel::result_t GetName(zel::IStringOut* name) override {
-    if (Fails("throw-name")) throw std::runtime_error("host node threw");
-    return Fails("fail-name") ? zel::kErrMedia : inner_->GetName(name);
-  }
-  zel::result_t GetChildCount(std::uint32_t* count) override {
-    return Fails("fail-count") ? zel::kErrMedia : inner_->GetChildCount(count);
-  }
-  zel::result_t FindChild(const char* name, zel::IXmlNode** out) override { return inner_->FindChild(name, out); }
-  zel::result_t GetChild(std::uint32_t index, zel::IXmlNode** out) override {
-    *out = nullptr;
-    Ref<zel::IXmlNode> child;
-    const zel::result_t code = Fails("fail-child") ? zel::kErrMedia : inner_->GetChild(index, child.put());
-    if (code == 0) *out = Ref<zel::IXmlNode>::Adopt(new FailingNode(child, h_)).detach();
-    return code;
-  }
-  zel::result_t GetText(zel::IStringOut* text) override { return inner_->GetText(text); }
-  zel::result_t GetValueCount(std::uint32_t* count) override { return inner_->GetValueCount(count); }
-  zel::result_t GetValueName(std::uint32_t index, zel::IStringOut* name) override {
-    return inner_->GetValueName(index, name);
-  }
-  zel::result_t GetValue(const char* name, zel::IStringOut* value, std::uint32_t flags) override {
-    return inner_->GetValue(name, value, flags);
+    node->GetType(&type);
+    const std::string name = type == zel::IXmlNode::kTypeDocument ? "#document" : TextOf([&](auto* s) { return node->GetName(s); });
+    if (key->first == "GetName" && Is("throw-name", name)) throw std::runtime_error("host node threw");
+    return Is(key->second, name);
   }
 
  private:
-  bool Fails(const std::string& key) const { return h_.contains(key) && h_.at(key) == name_; }
-  Ref<zel::IXmlNode> inner_;
+  bool Is(const std::string& key, const std::string& name) const { return h_.contains(key) && h_.at(key) == name; }
   const Header& h_;
-  std::string name_;
-};
-
-class FailingXmlFactory : public host::HostObject<zel::IXmlFactory> {
- public:
-  explicit FailingXmlFactory(const Header& h) : h_(h) {}
-  zel::result_t CreateDocument(zel::IXmlNode** out) override { return real_->CreateDocument(out); }
-  zel::result_t OpenDocument(zel::IIo* source, std::uint32_t format, zel::IXmlNode** out) override {
-    Ref<zel::IXmlNode> document;
-    const zel::result_t code = real_->OpenDocument(source, format, document.put());
-    if (code == 0) *out = Ref<zel::IXmlNode>::Adopt(new FailingNode(document, h_)).detach();
-    return code;
-  }
-
- private:
-  const Header& h_;
-  Ref<host::XmlFactory> real_ = host::MakeHostObject<host::XmlFactory>();
 };
 
 // One line per element, "name value=text... "text"", children indented.
@@ -180,7 +144,8 @@ TEST_P(XmlListDocument, ReadsAsItsHeaderSays) {
   ASSERT_TRUE(h.contains("reader") && h.contains("code") && h.contains("result")) << "incomplete header";
   testing::TestingHost host;
   host.tracer->set_threshold(zel::kTraceInfo);
-  auto failing = host::MakeHostObject<FailingXmlFactory>(h);
+  auto failing = host::MakeHostObject<testing::FaultyXmlFactory>(
+      Ref<zel::IXmlFactory>(host::MakeHostObject<host::XmlFactory>().get()), std::make_shared<NodeFaults>(h));
   if (h["no-factory"] != "yes") host.Register(zel::IXmlFactory::kIid, failing.get());
   Ref<zel::IIo> stream = MemoryStream(GetParam().document, h["unsized"] != "yes");
   zel::result_t code = 0;
