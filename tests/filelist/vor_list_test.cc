@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "runtime/exception.h"
-#include "tests/filelist/empty_storage.h"
+#include "host/directory_storage.h"
 #include "tests/testing_host/testing_host.h"
 #include "vor/utf.h"
 
@@ -52,7 +52,7 @@ std::vector<Scenario> LoadScenarios() {
 class ListScenario : public ::testing::TestWithParam<Scenario> {
  protected:
   testing::TestingHost host;
-  Ref<testing::EmptyStorage> storage = host::MakeHostObject<testing::EmptyStorage>();
+  Ref<host::DirectoryStorage> storage = host::MakeHostObject<host::DirectoryStorage>("");  // holds nothing
 };
 
 TEST_P(ListScenario, Runs) {
@@ -164,7 +164,7 @@ class VorListTest : public ::testing::Test {
     host.tracer->Clear();
   }
   testing::TestingHost host;
-  Ref<testing::EmptyStorage> storage = host::MakeHostObject<testing::EmptyStorage>();
+  Ref<host::DirectoryStorage> storage = host::MakeHostObject<host::DirectoryStorage>("");  // holds nothing
 };
 
 TEST_F(VorListTest, NoListWithoutAllocatorOrTracer) {

@@ -1,7 +1,6 @@
 // A host loads, uses and unloads the module on every update for months: each
 // cycle must give back the heap, descriptors, threads and mappings it took.
 #include <malloc.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -47,67 +46,43 @@ bool ModuleMapped() {
   return false;
 }
 
-// One host's whole use of the module, from dlopen to dlclose.
-void RunCycle(const std::string& storageDir) {
-  TestingHost host;
-  ASSERT_NO_FATAL_FAILURE(RegisterFileServices(host));
-  auto storage = host::MakeHostObject<host::DirectoryStorage>(storageDir);
-  LoadedModule module;
-  ASSERT_NE(module.GetObjectFactory, nullptr);
-  EXPECT_TRUE(ModuleMapped()) << "the mapping check must see a loaded module";
-  {
-    using namespace app_core::service_manager;
-    Ref<zel::IObjectFactory> factory;
-    Ref<ICorvane2> service;
-    Ref<IStorageObjectState> storageState;
-    Ref<IObjectState> state;
-    ASSERT_EQ(module.GetObjectFactory(host.locator.get(), kCorvaneClassId, factory.put()), 0u);
-    ASSERT_EQ(factory->CreateInstance(host.locator.get(), 0, service.put_void()), 0u);
-    ASSERT_EQ(service->QueryInterface(IStorageObjectState::kIid, storageState.put_void()), 0u);
-    ASSERT_EQ(service->QueryInterface(IObjectState::kIid, state.put_void()), 0u);
-    ASSERT_EQ(storageState->SetStorage(storage.get()), 0u);
-    ASSERT_EQ(state->Init(), 0u);
-    ASSERT_EQ(state->Verify(), 0u);
-
-    std::thread files([&service] {
-      int context = 0;
+// One host's whole use of the module, from dlopen to dlclose: the fixture's
+// set-up and tear-down around checks from two threads.
+class Cycle : public ServiceTest {
+ public:
+  void TestBody() override {
+    SetUp();
+    EXPECT_TRUE(ModuleMapped()) << "the mapping check must see a loaded module";
+    WriteFile("vor_proc.xms", R"(<vor_process_list><vor_process_entry flags="1" path="/usr/bin/true"/>)"
+                              "</vor_process_list>");
+    StartService();
+    std::thread files([this] {
       for (int i = 0; i < kChecksPerThread; ++i) {
         bool critical = false;
-        EXPECT_EQ(service->CheckCriticalFile(&context, u"/usr/bin/ls", &critical), 0u);
+        EXPECT_EQ(CheckFile(u"/usr/bin/ls", critical), 0u);
         EXPECT_TRUE(critical);
-        EXPECT_EQ(service->CheckCriticalFile(&context, u"/nonexistent/vor/ls", &critical), 0u);
+        EXPECT_EQ(CheckFile(u"/nonexistent/vor/ls", critical), 0u);
         EXPECT_FALSE(critical);
       }
     });
-    std::thread processes([&service] {
-      const auto self = static_cast<std::uint32_t>(getpid());
-      int context = 0;
-      for (int i = 0; i < kChecksPerThread; ++i) {
-        bool critical = false;
-        EXPECT_EQ(service->CheckCriticalProcess(&context, self, &critical), 0u);
-      }
-    });
+    for (int i = 0; i < kChecksPerThread; ++i) {
+      bool critical = false;
+      EXPECT_EQ(CheckPid(static_cast<std::uint32_t>(getpid()), critical), 0u);
+      EXPECT_TRUE(critical);
+    }
     files.join();
-    processes.join();
+    TearDown();
   }
-  EXPECT_EQ(host.allocator->live_blocks(), 0);
-}  // ~LoadedModule: zelCanUnloadModule() must be 0, then dlclose
+};  // ~LoadedModule: zelCanUnloadModule() must be 0, then dlclose
 
 TEST(UnloadCycleTest, LoadUseUnloadLeavesTheProcessAsItFoundIt) {
-  char dir[] = "/tmp/vor-unload-XXXXXX";
-  ASSERT_NE(mkdtemp(dir), nullptr);
-  std::ofstream(std::string(dir) + "/vor_proc.xms")  // Verify reads it through the XML factory
-      << R"(<vor_process_list><vor_process_entry flags="1" path="/usr/bin/true"/>)"
-         "</vor_process_list>";
-
   ProcessState before;
   for (int i = 0; i < kCycles && !HasFailure(); ++i) {
     SCOPED_TRACE("cycle " + std::to_string(i));
     if (i == kWarmUpCycles) before = Snapshot();
-    RunCycle(dir);
+    Cycle().TestBody();
   }
   const ProcessState after = Snapshot();
-  std::filesystem::remove_all(dir);
   ASSERT_FALSE(HasFailure());
 
   const int measured = kCycles - kWarmUpCycles;
