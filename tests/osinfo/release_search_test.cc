@@ -24,7 +24,8 @@ TEST(ReleaseSearchTest, AFileThatCannotBeReadWholeIsSkipped) {
   files->Add(u"/etc/os-release", "NAME=x\nVERSION_ID=1\n").openResult = 1;
   files->Add(u"/etc/system-release", "A release 1\n").sizeResult = zel::kErrMedia;
   files->Add(u"/etc/SuSE-release", "SLES 12\nVERSION = 12\n").readResult = zel::kErrAccessDenied;
-  files->Add(u"/etc/gentoo-release", "Gentoo Base System release 2.14\n").reportedSize = 40;
+  testing::FakeFile& gentoo = files->Add(u"/etc/gentoo-release", "Gentoo Base System release 2.14\n");
+  gentoo.reportedSize = 40;
   // Only the low 32 bits of a size count: 4 GiB reads as nothing, 4 GiB and 33 bytes as 33.
   files->Add(u"/etc/debian_version", "12\n").reportedSize = std::uint64_t{1} << 32;
   files->Add(u"/etc/redhat-release", "Fedora release 38 (Thirty Eight)\n").reportedSize =
@@ -36,8 +37,8 @@ TEST(ReleaseSearchTest, AFileThatCannotBeReadWholeIsSkipped) {
             (Lines{"rp: Can't get size for config </etc/system-release> with error 0x80000059",
                    "rp: Can't read config </etc/SuSE-release> with error 0x80000045",
                    "rp: Config </etc/gentoo-release> has been read partially (32 of 40)"}));
-  EXPECT_EQ(files->reads(u"/etc/gentoo-release"), 1);  // never a retry
-  EXPECT_EQ(files->last_modes(), (std::array<std::uint32_t, 4>{1, 3, 4, 0}));  // read, any sharing
+  EXPECT_EQ(gentoo.reads, 1);  // never a retry
+  EXPECT_EQ(files->lastModes, (std::array<std::uint32_t, 4>{1, 3, 4, 0}));  // read, any sharing
   EXPECT_EQ(files->live_streams(), 0);
 }
 
@@ -66,7 +67,7 @@ TEST(ReleaseSearchTest, BadArgumentsUnknownTypesAndAMissingAllocatorAreRefused) 
   ASSERT_EQ(errors.size(), 2u);
   EXPECT_TRUE(errors[0].starts_with("rp: Exception caught at line 748 =>  ")) << errors[0];
   EXPECT_TRUE(errors[1].starts_with("rp: Exception caught at line 630 =>  ")) << errors[1];
-  EXPECT_TRUE(files->opened().empty());
+  EXPECT_TRUE(files->opened.empty());
 }
 
 }  // namespace

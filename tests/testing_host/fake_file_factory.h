@@ -4,8 +4,9 @@
 #ifndef VOR_TESTS_TESTING_HOST_FAKE_FILE_FACTORY_H_
 #define VOR_TESTS_TESTING_HOST_FAKE_FILE_FACTORY_H_
 
+#include <algorithm>
 #include <array>
-#include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <optional>
@@ -23,37 +24,67 @@ struct FakeFile {
   zel::result_t sizeResult = 0;
   std::optional<std::uint64_t> reportedSize;  // GetSize answer instead of the content's
   zel::result_t readResult = 0;
+  int reads = 0;  // Read calls made on its streams
 };
 
 class FakeFileFactory : public host::HostObject<zel::ILumoFileFactory> {
  public:
-  FakeFileFactory();
-
-  // Adds or replaces the file at `path`; the reference stays valid until the
-  // next Add, so a test can tune how the file misbehaves.
-  FakeFile& Add(const std::u16string& path, std::string content);
+  // Adds or replaces the file at `path`; a test tunes how it misbehaves through the reference.
+  FakeFile& Add(const std::u16string& path, std::string content) {
+    files_[path] = std::make_shared<FakeFile>();
+    files_[path]->content = std::move(content);
+    return *files_[path];
+  }
 
   zel::result_t Open(const char16_t* path, std::uint32_t access, std::uint32_t share,
-                     std::uint32_t disposition, std::uint32_t flags, zel::IIo** out) override;
+                     std::uint32_t disposition, std::uint32_t flags, zel::IIo** out) override {
+    *out = nullptr;
+    opened.emplace_back(path);
+    lastModes = {access, share, disposition, flags};
+    const auto found = files_.find(path);
+    if (found == files_.end()) return zel::kErrFileNotFound;
+    // A host may answer non-zero and still hand out a stream; the caller must release it all the same.
+    *out = host::MakeHostObject<Stream>(found->second).detach();
+    return found->second->openResult;
+  }
 
-  // Every path asked for, in order, and the four mode arguments of the last
-  // call (access, share, disposition, flags).
-  const std::vector<std::u16string>& opened() const { return opened_; }
-  const std::array<std::uint32_t, 4>& last_modes() const { return lastModes_; }
-  // Read calls made on streams of `path`.
-  int reads(const std::u16string& path) const;
   // Streams handed out and not yet released.
-  int live_streams() const { return *liveStreams_; }
+  long live_streams() const {
+    long count = 0;
+    for (const auto& [path, file] : files_) count += file.use_count() - 1;
+    return count;
+  }
+
+  std::vector<std::u16string> opened;        // every path asked for, in order
+  std::array<std::uint32_t, 4> lastModes{};  // access, share, disposition, flags of the last Open
 
  private:
-  struct Entry {
-    FakeFile file;
-    std::shared_ptr<int> reads = std::make_shared<int>(0);
+  // Reads only: neither the release search nor the XML factory seeks or writes.
+  class Stream final : public host::HostObject<zel::IIo> {
+   public:
+    explicit Stream(std::shared_ptr<FakeFile> file) : file_(std::move(file)) {}
+    zel::result_t Read(void* buffer, std::uint32_t size, std::uint32_t* done) override {
+      ++file_->reads;
+      const std::size_t count = file_->readResult != 0 ? 0 : std::min<std::size_t>(size, file_->content.size() - at_);
+      if (count != 0) std::memcpy(buffer, file_->content.data() + at_, count);
+      at_ += count;
+      if (done != nullptr) *done = static_cast<std::uint32_t>(count);
+      return file_->readResult;
+    }
+    zel::result_t GetSize(std::uint64_t* size) override {
+      *size = file_->sizeResult != 0 ? 0 : file_->reportedSize.value_or(file_->content.size());
+      return file_->sizeResult;
+    }
+    zel::result_t Write(const void*, std::uint32_t, std::uint32_t*) override { return zel::kErrNotImplemented; }
+    zel::result_t Seek(std::int64_t, std::uint32_t, std::uint64_t*) override { return zel::kErrNotImplemented; }
+    zel::result_t SetSize(std::uint64_t) override { return zel::kErrNotImplemented; }
+
+   private:
+    std::shared_ptr<FakeFile> file_;
+    std::size_t at_ = 0;
   };
-  std::map<std::u16string, Entry> files_;
-  std::vector<std::u16string> opened_;
-  std::array<std::uint32_t, 4> lastModes_ = {};
-  std::shared_ptr<int> liveStreams_ = std::make_shared<int>(0);
+
+  std::map<std::u16string, std::shared_ptr<FakeFile>> files_;
 };
 
 }  // namespace vor::testing

@@ -56,7 +56,6 @@ zel::result_t CapturingTracer::BeginRecord(std::uint32_t level, zel::TraceRecord
   if (level > threshold_) return zel::kErrTraceLevelProhibited;
   char* text = new (std::nothrow) char[capacity];
   if (text == nullptr) return zel::kErrOutOfMemory;
-  ++begun_;
   *record = {this, text, capacity, 0, level, 0, nullptr};
   return 0;
 }
@@ -76,11 +75,6 @@ void CapturingTracer::set_threshold(std::uint32_t threshold) {
 void CapturingTracer::set_failure(zel::result_t code) {
   std::lock_guard<std::mutex> lock(mutex_);
   failure_ = code;
-}
-
-std::size_t CapturingTracer::begun() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return begun_;
 }
 
 std::vector<TraceEntry> CapturingTracer::entries() const {
@@ -112,7 +106,6 @@ bool CapturingTracer::Contains(const std::string& text) const {
 void CapturingTracer::Clear() {
   std::lock_guard<std::mutex> lock(mutex_);
   entries_.clear();
-  begun_ = 0;
 }
 
 void RefusingLocator::Refuse(std::uint32_t iid, zel::result_t code) {

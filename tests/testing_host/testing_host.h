@@ -58,8 +58,6 @@ class CapturingTracer : public host::HostObject<zel::ITracer>, private zel::ITra
   void set_threshold(std::uint32_t threshold);
   // Every BeginRecord fails with `code` while set (0 turns it off).
   void set_failure(zel::result_t code);
-  // Number of BeginRecord calls that were answered "enabled".
-  std::size_t begun() const;
 
   std::vector<TraceEntry> entries() const;
   std::vector<std::string> lines() const;
@@ -75,7 +73,6 @@ class CapturingTracer : public host::HostObject<zel::ITracer>, private zel::ITra
   mutable std::mutex mutex_;
   std::uint32_t threshold_;
   zel::result_t failure_ = 0;
-  std::size_t begun_ = 0;
   std::vector<TraceEntry> entries_;
 };
 
