@@ -15,7 +15,6 @@
 #include <string>
 #include <vector>
 
-#include "runtime/exception.h"
 #include "host/directory_storage.h"
 #include "tests/testing_host/testing_host.h"
 #include "vor/utf.h"
@@ -158,27 +157,16 @@ INSTANTIATE_TEST_SUITE_P(Data, ListScenario, ::testing::ValuesIn(LoadScenarios()
 
 class VorListTest : public ::testing::Test {
  protected:
-  void Fill(VorList& list, zel::IAllocator* initAllocator) {
-    ASSERT_EQ(list.Init(initAllocator, {zel::string("Debian"), zel::string("12")}), 0u);
-    ASSERT_EQ(list.Update(storage.get()), 0u);
-    host.tracer->Clear();
-  }
   testing::TestingHost host;
   Ref<host::DirectoryStorage> storage = host::MakeHostObject<host::DirectoryStorage>("");  // holds nothing
 };
 
-TEST_F(VorListTest, NoListWithoutAllocatorOrTracer) {
-  host.locator->Refuse(zel::IAllocator::kIid, zel::kErrNotFound);
-  EXPECT_THROW(VorList list(host.locator.get()), zel::GetInterfaceException);
-  host.locator->Allow(zel::IAllocator::kIid);
-  host.locator->Refuse(zel::ITracer::kIid, zel::kErrNoInterface);
-  EXPECT_THROW(VorList list(host.locator.get()), zel::GetInterfaceException);
-}
-
 TEST_F(VorListTest, WidePathsConvertOnTheStackOrThroughTheInitAllocator) {
   auto initAllocator = host::MakeHostObject<testing::CountingAllocator>();
   VorList list(host.locator.get());
-  Fill(list, initAllocator.get());
+  ASSERT_EQ(list.Init(initAllocator.get(), {zel::string("Debian"), zel::string("12")}), 0u);
+  ASSERT_EQ(list.Update(storage.get()), 0u);
+  host.tracer->Clear();
   bool found = true;
   // Unpaired surrogates fail the conversion; a pair is fine.
   EXPECT_EQ(list.IsInListWide(u"/bin/\xd800x", found), zel::kErrInvalidSymbol);
@@ -204,27 +192,6 @@ TEST_F(VorListTest, WidePathsConvertOnTheStackOrThroughTheInitAllocator) {
   EXPECT_TRUE(errors[0].ends_with("a> with error 0x80000041")) << errors[0];
   EXPECT_EQ(list.IsInListWide(u"/usr/sbin/NetworkManager", found), 0u) << "short paths need no memory";
   EXPECT_TRUE(found);
-}
-
-TEST_F(VorListTest, OutOfMemoryDuringUpdateReleasesTheLock) {
-  VorList list(host.locator.get());
-  Fill(list, host.allocator.get());
-  Lines full, paths;
-  ASSERT_EQ(list.CopySortedPaths(full), 0u);
-  for (std::uint64_t n : {1u, 2u, 100u, 700u}) {
-    host.tracer->Clear();
-    host.allocator->FailAt(n);
-    EXPECT_EQ(list.Update(storage.get()), zel::kErrOutOfMemory) << n;
-    host.allocator->FailNever();
-    const Lines errors = host.tracer->lines(300);
-    ASSERT_EQ(errors.size(), 1u);
-    EXPECT_TRUE(errors[0].starts_with("vor: Exception caught at line 296 => ")) << errors[0];
-    bool found = true;
-    EXPECT_EQ(list.IsInList("/no/such/file", found), 0u);
-    ASSERT_EQ(list.Update(storage.get()), 0u);
-    ASSERT_EQ(list.CopySortedPaths(paths), 0u);
-    EXPECT_EQ(paths, full);
-  }
 }
 
 // The `exists` bytes of the real table are shared by every list in the
