@@ -31,7 +31,7 @@ std::string ListNaming(const std::string& image) {
          "\"/></vor_process_list>";
 }
 
-class StressTest : public ServiceTest {};
+using StressTest = ServiceTest;
 
 TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
   const Child sleeper;
@@ -67,21 +67,12 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
   ASSERT_EQ(fileList.Init(host_.allocator.get(), release), 0u);
   ASSERT_EQ(fileList.Update(storage_.get()), 0u);
 
-  struct FileCase {
-    std::u16string path;
-    bool critical;
-  };
-  const std::vector<FileCase> files = {{u"/usr/bin/ls", true},
-                                       {u"/nonexistent/vor-stress/ls", false},
-                                       {u"/usr/lib/" + std::u16string(300, u'x'), false},
-                                       {std::u16string(sample.begin(), sample.end()), true}};
-  struct ProcessCase {
-    std::uint32_t pid;
-    bool critical;
-  };
-  const std::vector<ProcessCase> processes = {{static_cast<std::uint32_t>(getpid()), true},
-                                              {sleeper.pid(), true},
-                                              {tailer.pid(), false}};
+  const std::pair<std::u16string, bool> files[] = {{u"/usr/bin/ls", true},
+                                                    {u"/nonexistent/vor-stress/ls", false},
+                                                    {u"/usr/lib/" + std::u16string(300, u'x'), false},
+                                                    {std::u16string(sample.begin(), sample.end()), true}};
+  const std::pair<std::uint32_t, bool> processes[] = {
+      {static_cast<std::uint32_t>(getpid()), true}, {sleeper.pid(), true}, {tailer.pid(), false}};
 
   // The swapped list's state: `sequence` is odd while an update runs, and
   // `sleeperListed` tells which valid list is in force when it is even.
@@ -97,32 +88,26 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
     threads.emplace_back([&, t] {
       int context = 0;
       while (!stop.load()) {
-        for (const FileCase& file : files) {
-          bool critical = !file.critical;
-          if (service_->CheckCriticalFile(&context, file.path.c_str(), &critical) != 0 ||
-              critical != file.critical) {
-            ++wrong;
-          }
+        for (const auto& [path, expected] : files) {
+          bool critical = !expected;
+          if (service_->CheckCriticalFile(&context, path.c_str(), &critical) != 0 || critical != expected) ++wrong;
         }
         bool listed = false;
         if (fileList.IsInListWide(u"/usr/bin/ls", listed) != 0 || !listed) ++wrong;
         if (fileList.IsInListWide(u"/usr/bin/LS", listed) != 0 || listed) ++wrong;
         std::vector<std::string> paths;
         if (t == 1 && (fileList.CopySortedPaths(paths) != 0 || paths.size() < 500)) ++wrong;
-        const ProcessCase& process = processes[static_cast<std::size_t>(t) % processes.size()];
-        bool critical = !process.critical;
-        if (service_->CheckCriticalProcess(&context, process.pid, &critical) != 0 ||
-            critical != process.critical) {
-          ++wrong;
-        }
+        const auto& [pid, expected] = processes[static_cast<std::size_t>(t) % std::size(processes)];
+        bool critical = !expected;
+        if (service_->CheckCriticalProcess(&context, pid, &critical) != 0 || critical != expected) ++wrong;
 
         const std::uint64_t before = sequence.load();
         const bool sleeperExpected = sleeperListed.load();
-        bool sleeperCritical = false;
-        bool tailerCritical = false;
-        const zel::result_t a = list.IsCriticalProcessByPid(sleeper.pid(), sleeperCritical);
-        const zel::result_t b = list.IsCriticalProcessByPid(tailer.pid(), tailerCritical);
-        if (a != 0 || b != 0) ++wrong;
+        bool sleeperCritical = false, tailerCritical = false;
+        if (list.IsCriticalProcessByPid(sleeper.pid(), sleeperCritical) != 0 ||
+            list.IsCriticalProcessByPid(tailer.pid(), tailerCritical) != 0) {
+          ++wrong;
+        }
         if (before % 2 == 0 && sequence.load() == before) {
           if (sleeperCritical != sleeperExpected || tailerCritical == sleeperExpected) ++wrong;
           ++stableChecks;
