@@ -6,7 +6,6 @@
 
 #include <unistd.h>
 
-#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -27,16 +26,8 @@
 
 namespace vor::testing {
 
-inline std::string RealPath(const std::string& path) {
-  char buffer[PATH_MAX] = {};
-  return ::realpath(path.c_str(), buffer) != nullptr ? buffer : "";
-}
-
-inline std::string ReadLink(const std::string& path) {
-  char buffer[PATH_MAX] = {};
-  const ssize_t n = ::readlink(path.c_str(), buffer, sizeof buffer - 1);
-  return n > 0 ? std::string(buffer, n) : "";
-}
+// This process's mount namespace link, as /proc shows it.
+inline std::string OwnMountNamespace() { return std::filesystem::read_symlink("/proc/self/ns/mnt").string(); }
 
 // A fresh folder under /tmp, removed with its content.
 struct TempDir {

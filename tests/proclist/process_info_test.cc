@@ -30,7 +30,7 @@ TEST_F(ProcessInfoTest, CaseTable) {
   host.tracer->set_threshold(zel::kTraceInfo);
   for (const testing::Row& r : testing::ReadRows("cases.tsv", {
            {"SELF", std::to_string(::getpid())}, {"PARENT", std::to_string(::getppid())},
-           {"MNT", testing::ReadLink("/proc/self/ns/mnt")}, {"SLEEP", testing::RealPath("/bin/sleep")},
+           {"MNT", testing::OwnMountNamespace()}, {"SLEEP", child.image()},
            {"CHILD", std::to_string(child.pid())}, {"DELETED", std::to_string(deleted.pid())},
            {"COPY", copy}, {"GONE", std::to_string(gone)}})) {
     SCOPED_TRACE(r[0]);

@@ -15,9 +15,9 @@ TEST(VorProcessList, DecisionTable) {
   const testing::Child child;
   const std::string& sleepPath = child.image();
   for (const testing::Row& r : testing::ReadRows("decisions.tsv", {
-           {"SELF", std::to_string(::getpid())}, {"MNT", testing::ReadLink("/proc/self/ns/mnt")},
+           {"SELF", std::to_string(::getpid())}, {"MNT", testing::OwnMountNamespace()},
            {"CHILD", std::to_string(child.pid())}, {"SLEEP", sleepPath},
-           {"TESTEXE", testing::RealPath("/proc/self/exe")}})) {
+           {"TESTEXE", std::filesystem::canonical("/proc/self/exe").string()}})) {
     SCOPED_TRACE(r[0]);
     testing::ProcessListHost host;
     VorProcessList list(host.locator.get());

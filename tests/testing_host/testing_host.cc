@@ -127,8 +127,7 @@ void RefusingLocator::RefuseAfter(int n) {
 zel::result_t RefusingLocator::GetInterface(std::uint32_t iid, std::uint32_t serviceId, void** out) {
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    ++asks_;
-    asked_.insert(iid);
+    asked_.push_back(iid);
     if (refused_.count(iid) != 0 || remaining_ == 0) {
       if (out != nullptr) *out = nullptr;
       return code_;
@@ -140,19 +139,13 @@ zel::result_t RefusingLocator::GetInterface(std::uint32_t iid, std::uint32_t ser
   return code;
 }
 
-std::uint64_t RefusingLocator::asks() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return asks_;
-}
-
-std::set<std::uint32_t> RefusingLocator::asked() const {
+std::vector<std::uint32_t> RefusingLocator::asked() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return asked_;
 }
 
 void RefusingLocator::ResetCount() {
   std::lock_guard<std::mutex> lock(mutex_);
-  asks_ = 0;
   asked_.clear();
 }
 

@@ -87,9 +87,8 @@ class RefusingLocator : public host::ServiceLocator {
 
   zel::result_t GetInterface(std::uint32_t iid, std::uint32_t serviceId, void** out) override;
 
-  // Requests, and the interfaces they named, since the last ResetCount.
-  std::uint64_t asks() const;
-  std::set<std::uint32_t> asked() const;
+  // The interfaces asked for since the last ResetCount, one per request.
+  std::vector<std::uint32_t> asked() const;
   void ResetCount();
 
  private:
@@ -97,8 +96,7 @@ class RefusingLocator : public host::ServiceLocator {
   std::set<std::uint32_t> refused_;
   zel::result_t code_ = zel::kErrNotFound;
   int remaining_ = -1;
-  std::uint64_t asks_ = 0;
-  std::set<std::uint32_t> asked_;
+  std::vector<std::uint32_t> asked_;
 };
 
 struct TestingHost {
