@@ -88,12 +88,6 @@ inline std::vector<Row> ReadRows(const std::string& file, std::map<std::string, 
   return rows;
 }
 
-inline std::string Joined(const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) text += (text.empty() ? "" : "\n") + line;
-  return text;
-}
-
 }  // namespace vor::testing
 
 #endif  // VOR_TESTS_PROCLIST_LIVE_PROCESS_H_

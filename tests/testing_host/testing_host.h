@@ -99,6 +99,13 @@ class RefusingLocator : public host::ServiceLocator {
   std::vector<std::uint32_t> asked_;
 };
 
+// The lines as one text, `between` between each two.
+inline std::string Joined(const std::vector<std::string>& lines, const char* between = "\n") {
+  std::string text;
+  for (const std::string& line : lines) text += (text.empty() ? "" : between) + line;
+  return text;
+}
+
 struct TestingHost {
   TestingHost();
 

@@ -96,12 +96,6 @@ void Dump(zel::IXmlNode* node, const std::string& indent, std::vector<std::strin
   }
 }
 
-std::string Joined(const std::vector<std::string>& lines, const char* between) {
-  std::string text;
-  for (const std::string& line : lines) text += (text.empty() ? "" : between) + line;
-  return text;
-}
-
 struct Case {
   std::string name;
   Header header;
@@ -172,10 +166,10 @@ TEST_P(XmlListDocument, ReadsAsItsHeaderSays) {
     if (document) Dump(document.get(), "", result);
   }
   EXPECT_EQ(code, static_cast<zel::result_t>(std::stoul(h["code"], nullptr, 16)));
-  EXPECT_EQ(Joined(result, h["reader"] == "tree" ? "\n" : " "), h["result"]);
-  EXPECT_EQ(Joined(host.tracer->lines(zel::kTraceError), "\n"), h["errors"]);
+  EXPECT_EQ(testing::Joined(result, h["reader"] == "tree" ? "\n" : " "), h["result"]);
+  EXPECT_EQ(testing::Joined(host.tracer->lines(zel::kTraceError), "\n"), h["errors"]);
   if (GetParam().header.contains("info")) {
-    EXPECT_EQ(Joined(host.tracer->lines(zel::kTraceInfo), "\n"), h["info"]);
+    EXPECT_EQ(testing::Joined(host.tracer->lines(zel::kTraceInfo), "\n"), h["info"]);
   }
 }
 
