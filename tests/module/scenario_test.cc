@@ -57,7 +57,7 @@ class ScenarioTest : public ServiceTest, public ::testing::WithParamInterface<st
 };
 
 std::u16string ScenarioTest::Argument(const std::string& word) const {
-  std::string text = std::regex_replace(word, std::regex(R"(\$DIR)"), dir_);
+  std::string text = std::regex_replace(word, std::regex(R"(\$DIR)"), dir_.path);
   if (child_) text = std::regex_replace(text, std::regex(R"(\$SLEEP)"), child_->image());
   std::u16string wide;
   std::smatch m;
@@ -76,7 +76,7 @@ std::u16string ScenarioTest::Argument(const std::string& word) const {
 }
 
 std::string ScenarioTest::Normalise(std::string line) const {
-  line = std::regex_replace(line, std::regex(dir_), "$DIR");
+  line = std::regex_replace(line, std::regex(dir_.path), "$DIR");
   line = std::regex_replace(line, std::regex(R"(0x[0-9a-f]{9,})"), "0x@");
   line = std::regex_replace(line, std::regex(R"(mnt:\[\d+\])"), "mnt:[@]");
   const auto self = static_cast<std::uint32_t>(getpid());
@@ -151,7 +151,7 @@ void ScenarioTest::Run(const std::vector<std::string>& w, std::string& out) {
     } else if (verb == "write") {
       std::string content = std::regex_replace(rest(2), std::regex(R"(\\n)"), "\n");
       if (child_) content = std::regex_replace(content, std::regex(R"(\$SLEEP)"), child_->image());
-      WriteFile(w.at(1), content);
+      dir_.Write(w.at(1), content);
     } else if (verb == "child") {
       child_ = std::make_unique<Child>();
     } else if (verb == "refuse") {
@@ -161,7 +161,7 @@ void ScenarioTest::Run(const std::vector<std::string>& w, std::string& out) {
     } else if (verb == "allocations") {
       if (w.at(1) == "fail") host_.allocator->FailAlways(); else host_.allocator->FailNever();
     } else if (verb == "files-root") {
-      Ref<host::LumoFileFactory> files = host::LumoFileFactory::Create(dir_ + "/" + w.at(1), &code);
+      Ref<host::LumoFileFactory> files = host::LumoFileFactory::Create(dir_.path + "/" + w.at(1), &code);
       host_.Register(zel::ILumoFileFactory::kIid, files.get(), zel::ILumoFileFactory::kServiceId);
     } else if (verb == "context" || verb == "answer") {
       (verb == "context" ? nullContext_ : nullAnswer_) = w.at(1) == "null";

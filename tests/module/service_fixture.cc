@@ -37,17 +37,13 @@ void RegisterFileServices(TestingHost& host) {
 }
 
 void ServiceTest::SetUp() {
-  char dir[] = "/tmp/vor-service-XXXXXX";
-  ASSERT_NE(mkdtemp(dir), nullptr);
-  dir_ = dir;
-  storage_ = host::MakeHostObject<host::DirectoryStorage>(dir_);
+  storage_ = host::MakeHostObject<host::DirectoryStorage>(dir_.path);
   ASSERT_NO_FATAL_FAILURE(RegisterFileServices(host_));
 }
 
 void ServiceTest::TearDown() {
   Release();
   EXPECT_EQ(host_.allocator->live_blocks(), 0) << "the service leaked host memory";
-  std::filesystem::remove_all(dir_);
 }
 
 zel::result_t ServiceTest::Create() {
@@ -83,13 +79,6 @@ zel::result_t ServiceTest::CheckFile(const std::u16string& path, bool& critical)
 zel::result_t ServiceTest::CheckPid(std::uint32_t pid, bool& critical) {
   critical = true;
   return service_->CheckCriticalProcess(&context_, pid, &critical);
-}
-
-std::string ServiceTest::WriteFile(const std::string& name, const std::string& content) {
-  const std::filesystem::path path = dir_ + "/" + name;
-  std::filesystem::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << content;
-  return path.string();
 }
 
 }  // namespace vor::testing

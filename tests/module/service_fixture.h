@@ -48,17 +48,15 @@ class ServiceTest : public ::testing::Test {
   zel::result_t Create();
   // Drops every reference to the service.
   void Release();
-  // Creates the service, sets the storage to `dir_` and verifies.
+  // Creates the service, sets the storage to dir_ and verifies.
   void StartService();
 
   zel::result_t CheckFile(const std::u16string& path, bool& critical);
   zel::result_t CheckPid(std::uint32_t pid, bool& critical);
-  // Writes `content` to dir_/name, creating folders on the way, and returns the path.
-  std::string WriteFile(const std::string& name, const std::string& content);
 
   TestingHost host_;
   LoadedModule module_;
-  std::string dir_;  // a fresh folder, also the storage folder
+  const TempDir dir_;  // also the storage folder
   Ref<host::DirectoryStorage> storage_;
   Ref<ICorvane2> service_;
   Ref<app_core::service_manager::IObjectState> state_;

@@ -53,7 +53,7 @@ class Cycle : public ServiceTest {
   void TestBody() override {
     SetUp();
     EXPECT_TRUE(ModuleMapped()) << "the mapping check must see a loaded module";
-    WriteFile("vor_proc.xms", R"(<vor_process_list><vor_process_entry flags="1" path="/usr/bin/true"/>)"
+    dir_.Write("vor_proc.xms", R"(<vor_process_list><vor_process_entry flags="1" path="/usr/bin/true"/>)"
                               "</vor_process_list>");
     StartService();
     std::thread files([this] {

@@ -29,22 +29,6 @@ namespace vor::testing {
 // This process's mount namespace link, as /proc shows it.
 inline std::string OwnMountNamespace() { return std::filesystem::read_symlink("/proc/self/ns/mnt").string(); }
 
-// A fresh folder under /tmp, removed with its content.
-struct TempDir {
-  TempDir() {
-    char pattern[] = "/tmp/vor_proclist_XXXXXX";
-    path = ::mkdtemp(pattern) != nullptr ? pattern : "/nonexistent";
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  void Write(const std::string& name, const std::string& text) const {
-    std::ofstream(path + "/" + name, std::ios::binary) << text;
-  }
-  std::string path;
-};
-
 struct ProcessListHost : TestingHost {
   ProcessListHost() {
     Register(zel::IXmlFactory::kIid, xml.get());

@@ -44,23 +44,23 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
   host_.Register(zel::IEnvironment::kIid, host::MakeHostObject<host::Environment>().get());
 
   // The service: its storage lists the sleeper, and holds the test sample.
-  WriteFile("vor_proc.xms", ListNaming(sleepImage));
-  const std::string sample = WriteFile("qz_special_detection_test_trojana", "Velmorant Lab vor test file");
+  dir_.Write("vor_proc.xms", ListNaming(sleepImage));
+  const std::string sample = dir_.Write("qz_special_detection_test_trojana", "Velmorant Lab vor test file");
   StartService();
-  const std::string other = dir_ + "/other";
+  const std::string other = dir_.path + "/other";
   ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
-  WriteFile("other/vor_proc.xms", "<vor_process_list><vor_process_entry flags=\"1\"/>");
+  dir_.Write("other/vor_proc.xms", "<vor_process_list><vor_process_entry flags=\"1\"/>");
   auto otherStorage = host::MakeHostObject<host::DirectoryStorage>(other);
 
   // The process list of the module's own code, swapped between list A (the
   // sleeper), list B (the tailer) and an invalid list that changes nothing.
-  const std::string swapped = dir_ + "/swapped";
+  const std::string swapped = dir_.path + "/swapped";
   ASSERT_EQ(mkdir(swapped.c_str(), 0700), 0);
   auto swappedStorage = host::MakeHostObject<host::DirectoryStorage>(swapped);
   VorProcessList list(host_.locator.get());
   const OsReleaseInfo release{zel::string("Debian GNU/Linux"), zel::string("12")};
   ASSERT_EQ(list.Init(host_.allocator.get(), release), 0u);
-  WriteFile("swapped/vor_proc.xms", ListNaming(sleepImage));
+  dir_.Write("swapped/vor_proc.xms", ListNaming(sleepImage));
   ASSERT_EQ(list.UpdateFromStorage(swappedStorage.get()), 0u);
 
   VorList fileList(host_.locator.get());
@@ -136,7 +136,7 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
   for (int round = 0; round < kListRounds; ++round) {
     const bool valid = round % 2 == 0;
     const bool sleeperNext = round % 4 == 0;
-    WriteFile("swapped/vor_proc.xms",
+    dir_.Write("swapped/vor_proc.xms",
               valid ? ListNaming(sleeperNext ? sleepImage : tailImage)
                     : "<vor_process_list><vor_process_entry flags=\"1\"/>");
     sequence.fetch_add(1);

@@ -55,9 +55,9 @@ class SweepTest : public ServiceTest, public ::testing::WithParamInterface<Sweep
     ServiceTest::SetUp();
     host_.Register(zel::IFeatureFlags::kIid, host::MakeHostObject<host::FeatureFlags>().get());
     host_.Register(zel::IEnvironment::kIid, host::MakeHostObject<host::Environment>().get());
-    WriteFile("listed/vor_proc.xms", "<vor_process_list><vor_process_entry flags=\"1\" path=\"" +
+    dir_.Write("listed/vor_proc.xms", "<vor_process_list><vor_process_entry flags=\"1\" path=\"" +
                                          child_.image() + "\"/></vor_process_list>");
-    listed_ = host::MakeHostObject<host::DirectoryStorage>(dir_ + "/listed");
+    listed_ = host::MakeHostObject<host::DirectoryStorage>(dir_.path + "/listed");
   }
 
   Fault Make(FaultKind kind, std::uint64_t k);
@@ -207,7 +207,7 @@ TEST_P(SweepTest, EveryFailurePointIsSurvived) {
 
 TEST_F(ServiceTest, ServiceAsksForKnownInterfacesOnly) {
   const Child child;
-  WriteFile("vor_proc.xms", "<vor_process_list><vor_process_entry flags=\"1\" path=\"" +
+  dir_.Write("vor_proc.xms", "<vor_process_list><vor_process_entry flags=\"1\" path=\"" +
                                 child.image() + "\"/></vor_process_list>");
   StartService();
   bool critical = false;

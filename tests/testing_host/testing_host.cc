@@ -1,10 +1,31 @@
 #include "tests/testing_host/testing_host.h"
 
+#include <stdlib.h>
+
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <new>
 
 namespace vor::testing {
+
+TempDir::TempDir() {
+  char pattern[] = "/tmp/vor-test-XXXXXX";
+  path = ::mkdtemp(pattern) != nullptr ? pattern : "/nonexistent";
+}
+
+TempDir::~TempDir() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path, ignored);
+}
+
+std::string TempDir::Write(const std::string& name, const std::string& text) const {
+  const std::filesystem::path file = path + "/" + name;
+  std::filesystem::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary) << text;
+  return file.string();
+}
 
 TestingHost::TestingHost() {
   Register(zel::IAllocator::kIid, allocator.get());

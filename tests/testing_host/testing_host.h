@@ -99,6 +99,17 @@ class RefusingLocator : public host::ServiceLocator {
   std::vector<std::uint32_t> asked_;
 };
 
+// A fresh folder under /tmp, removed with its content.
+struct TempDir {
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  // Writes `text` to path/name, creating folders on the way; returns the file's path.
+  std::string Write(const std::string& name, const std::string& text) const;
+  std::string path;
+};
+
 // The lines as one text, `between` between each two.
 inline std::string Joined(const std::vector<std::string>& lines, const char* between = "\n") {
   std::string text;

@@ -1,16 +1,15 @@
 // Runs the rows of commands.txt, vorctl's contract as a user meets it, one
 // test per section; the file's head tells its format.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "tests/testing_host/command.h"
+#include "tests/testing_host/testing_host.h"
 
 namespace vor::testing {
 namespace {
@@ -67,20 +66,18 @@ bool Matches(const std::string& actual, const std::string& expected) {
 class VorctlTest : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(VorctlTest, RowsHold) {
-  char dir[] = "/tmp/vorctl-e2e-XXXXXX";
-  ASSERT_NE(mkdtemp(dir), nullptr);
+  const TempDir dir;
   const std::vector<Row> rows = ReadSections().at(GetParam());
   ASSERT_FALSE(rows.empty());
   for (const Row& row : rows) {
     // Braces: the capture of stderr covers every command of the row.
     const CommandResult run = RunCommand(". " + ShellQuote(kDir + "helpers.sh") + "; V=" +
-                                         ShellQuote(VOR_VORCTL_PATH) + " D=" + ShellQuote(dir) +
+                                         ShellQuote(VOR_VORCTL_PATH) + " D=" + ShellQuote(dir.path) +
                                          "; { " + row.command + "\n}");
     EXPECT_EQ(run.status, row.status) << row.command << "\n" << run.err;
-    EXPECT_PRED2(Matches, run.out, Expand(row.out[0], dir)) << row.command;
-    EXPECT_PRED2(Matches, run.err, Expand(row.out[1], dir)) << row.command;
+    EXPECT_PRED2(Matches, run.out, Expand(row.out[0], dir.path)) << row.command;
+    EXPECT_PRED2(Matches, run.err, Expand(row.out[1], dir.path)) << row.command;
   }
-  std::filesystem::remove_all(dir);
 }
 
 std::vector<std::string> SectionNames() {
