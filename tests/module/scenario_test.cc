@@ -115,16 +115,19 @@ void ScenarioTest::Run(const std::vector<std::string>& w, std::string& out) {
   zel::result_t code = 0;
   std::u16string path = arg(1);
   const char16_t* text = w.size() > 1 && w[1] == "NULL" ? nullptr : path.c_str();
-  if (verb == "file") {
-    code = CallSlot(service_.get(), 5, context, text, answer);
+  // The slots of the service's four interfaces, by command.
+  const std::map<std::string, int> pathChecks = {{"process-path", 3}, {"file", 5}, {"registry-key", 6}};
+  const std::map<std::string, std::pair<void*, int>> storageCalls = {
+      {"set-storage", {storageState_.get(), 3}}, {"verify-update", {updates_.get(), 3}},
+      {"handle-update", {updates_.get(), 4}}};
+  const std::map<std::string, std::pair<void*, int>> plainCalls = {
+      {"verify", {state_.get(), 3}}, {"init", {state_.get(), 4}}, {"rollback", {updates_.get(), 5}}};
+  if (pathChecks.contains(verb)) {
+    code = CallSlot(service_.get(), pathChecks.at(verb), context, text, answer);
   } else if (verb == "pid") {
     code = CallSlot(service_.get(), 4, context, number(1), answer);
   } else if (verb == "pid-with-parent") {
     code = CallSlot(service_.get(), 8, context, number(1), number(2), answer);
-  } else if (verb == "process-path") {
-    code = CallSlot(service_.get(), 3, context, text, answer);
-  } else if (verb == "registry-key") {
-    code = CallSlot(service_.get(), 6, context, text, answer);
   } else if (verb == "registry-value") {
     const std::u16string name = arg(2);
     code = CallSlot(service_.get(), 7, context, text, name.c_str(), answer);
@@ -136,18 +139,10 @@ void ScenarioTest::Run(const std::vector<std::string>& w, std::string& out) {
       Release();
       answerLine = "  => live blocks " + std::to_string(host_.allocator->live_blocks()) +
                    ", can unload " + std::to_string(module_.CanUnloadModule()) + "\n";
-    } else if (verb == "set-storage") {
-      code = CallSlot(storageState_.get(), 3, storage(1));
-    } else if (verb == "verify") {
-      code = CallSlot(state_.get(), 3);
-    } else if (verb == "init") {
-      code = CallSlot(state_.get(), 4);
-    } else if (verb == "verify-update") {
-      code = CallSlot(updates_.get(), 3, storage(1));
-    } else if (verb == "handle-update") {
-      code = CallSlot(updates_.get(), 4, storage(1));
-    } else if (verb == "rollback") {
-      code = CallSlot(updates_.get(), 5);
+    } else if (storageCalls.contains(verb)) {
+      code = CallSlot(storageCalls.at(verb).first, storageCalls.at(verb).second, storage(1));
+    } else if (plainCalls.contains(verb)) {
+      code = CallSlot(plainCalls.at(verb).first, plainCalls.at(verb).second);
     } else if (verb == "write") {
       std::string content = std::regex_replace(rest(2), std::regex(R"(\\n)"), "\n");
       if (child_) content = std::regex_replace(content, std::regex(R"(\$SLEEP)"), child_->image());
