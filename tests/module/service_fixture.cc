@@ -1,10 +1,6 @@
 #include "tests/module/service_fixture.h"
 
 #include <dlfcn.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "host/host_object.h"
 

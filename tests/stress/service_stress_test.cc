@@ -3,7 +3,6 @@
 // Verify, rebuild the file list and swap the process list between two valid
 // documents and an invalid one. Every answer must be the one a single thread
 // gets for the list state in force: never a half-built list.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -47,20 +46,16 @@ TEST_F(StressTest, AnswersHoldWhileUpdatesRun) {
   dir_.Write("vor_proc.xms", ListNaming(sleepImage));
   const std::string sample = dir_.Write("qz_special_detection_test_trojana", "Velmorant Lab vor test file");
   StartService();
-  const std::string other = dir_.path + "/other";
-  ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
   dir_.Write("other/vor_proc.xms", "<vor_process_list><vor_process_entry flags=\"1\"/>");
-  auto otherStorage = host::MakeHostObject<host::DirectoryStorage>(other);
+  auto otherStorage = host::MakeHostObject<host::DirectoryStorage>(dir_.path + "/other");
 
   // The process list of the module's own code, swapped between list A (the
   // sleeper), list B (the tailer) and an invalid list that changes nothing.
-  const std::string swapped = dir_.path + "/swapped";
-  ASSERT_EQ(mkdir(swapped.c_str(), 0700), 0);
-  auto swappedStorage = host::MakeHostObject<host::DirectoryStorage>(swapped);
+  dir_.Write("swapped/vor_proc.xms", ListNaming(sleepImage));
+  auto swappedStorage = host::MakeHostObject<host::DirectoryStorage>(dir_.path + "/swapped");
   VorProcessList list(host_.locator.get());
   const OsReleaseInfo release{zel::string("Debian GNU/Linux"), zel::string("12")};
   ASSERT_EQ(list.Init(host_.allocator.get(), release), 0u);
-  dir_.Write("swapped/vor_proc.xms", ListNaming(sleepImage));
   ASSERT_EQ(list.UpdateFromStorage(swappedStorage.get()), 0u);
 
   VorList fileList(host_.locator.get());

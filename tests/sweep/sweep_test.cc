@@ -4,7 +4,6 @@
 // code, that a failed check answers "not critical" and a successful one the
 // healthy answer, that the service works once the fault is gone, and that
 // releasing it gives back every block and leaves the module unloadable.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
