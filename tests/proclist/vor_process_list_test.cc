@@ -1,5 +1,6 @@
 // The critical process decision: the rules from data/decisions.tsv, the
-// lifecycle and list updates from storage.
+// list's own lifecycle. Updates from storage are the stress test's and the
+// service scenarios'.
 #include "proclist/vor_process_list.h"
 
 #include <gtest/gtest.h>
@@ -83,22 +84,6 @@ TEST(VorProcessList, InitAndReadiness) {
   // Without a tracer the list cannot be made.
   host.locator->Refuse(zel::ITracer::kIid);
   EXPECT_THROW(VorProcessList refused(host.locator.get()), zel::GetInterfaceException);
-}
-
-TEST(VorProcessList, FailedUpdatesKeepTheListInForce) {
-  testing::ProcessListHost host;
-  VorProcessList list(host.locator.get());
-  ASSERT_EQ(list.Init(host.allocator.get(), host.release), zel::kOk);
-  host.WriteList(R"(<vor_process_list><vor_process_entry flags="1" path="/usr/sbin/sshd"/></vor_process_list>)");
-  ASSERT_EQ(list.UpdateFromStorage(host.storage.get()), zel::kOk);
-  EXPECT_EQ(list.UpdateFromStorage(nullptr), zel::kErrInvalidArgument);
-  host.WriteList(R"(<vor_process_list><vor_process_entry flags="1"/></vor_process_list>)");
-  EXPECT_EQ(list.UpdateFromStorage(host.storage.get()), zel::kErrInvalidSize);
-  ::unlink((host.dir.path + "/vor_proc.xms").c_str());
-  EXPECT_EQ(list.UpdateFromStorage(host.storage.get()), zel::kErrFileNotFound);
-  EXPECT_TRUE(host.tracer->Contains("vor: Can't open vor process list <vor_proc.xms> with error 0x80010102"));
-  ASSERT_EQ(list.entries().size(), 1u);
-  EXPECT_EQ(list.entries()[0].path.view(), "/usr/sbin/sshd");
 }
 
 }  // namespace
