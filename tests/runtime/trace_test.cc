@@ -1,3 +1,5 @@
+// How a trace record is begun, cut and committed, and how wide text goes in;
+// the formatting of values shows in every transcript of tests/module/scenarios.
 #include "runtime/trace.h"
 
 #include <gtest/gtest.h>
@@ -18,17 +20,6 @@ class TraceTest : public ::testing::Test {
   vor::Ref<CapturingTracer> sink_ = vor::host::MakeHostObject<CapturingTracer>(700);
   Tracer trace_{vor::Ref<ITracer>(sink_.get()), "vor: "};
 };
-
-TEST_F(TraceTest, FormatsValuesWithPrefix) {
-  const void* pointer = reinterpret_cast<const void*>(0x55d0c3a1e2f0);
-  ZEL_TRACE(trace_, kTraceInfo) << "Path <" << std::u16string_view(u"/usr/bin/\u00e9") << "> "
-                                << 42u << ' ' << -7 << " 0x" << Hex{kErrNotInitialized} << " 0x"
-                                << Hex{1} << ' ' << Ptr{pointer} << ' ' << Ptr{nullptr};
-  ASSERT_EQ(sink_->entries().size(), 1u);
-  EXPECT_EQ(sink_->entries()[0].level, kTraceInfo);
-  EXPECT_EQ(sink_->lines()[0],
-            "vor: Path </usr/bin/\xc3\xa9> 42 -7 0x8000006b 0x1 0x55d0c3a1e2f0 0x0");
-}
 
 TEST_F(TraceTest, DisabledLevelBuildsNothing) {
   int evaluated = 0;
