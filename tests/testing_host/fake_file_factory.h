@@ -59,7 +59,7 @@ class FakeFileFactory : public host::HostObject<zel::ILumoFileFactory> {
   std::array<std::uint32_t, 4> lastModes{};  // access, share, disposition, flags of the last Open
 
  private:
-  // Reads only: neither the release search nor the XML factory seeks or writes.
+  // Reads and seeks; nothing writes to a fake file.
   class Stream final : public host::HostObject<zel::IIo> {
    public:
     explicit Stream(std::shared_ptr<FakeFile> file) : file_(std::move(file)) {}
@@ -76,7 +76,14 @@ class FakeFileFactory : public host::HostObject<zel::ILumoFileFactory> {
       return file_->sizeResult;
     }
     zel::result_t Write(const void*, std::uint32_t, std::uint32_t*) override { return zel::kErrNotImplemented; }
-    zel::result_t Seek(std::int64_t, std::uint32_t, std::uint64_t*) override { return zel::kErrNotImplemented; }
+    zel::result_t Seek(std::int64_t offset, std::uint32_t origin, std::uint64_t* position) override {
+      const std::size_t size = file_->content.size();
+      const std::int64_t target = offset + static_cast<std::int64_t>(origin == kSeekCurrent ? at_ : origin == kSeekEnd ? size : 0);
+      if (origin > kSeekEnd || target < 0) return zel::kErrInvalidArgument;
+      at_ = std::min(static_cast<std::size_t>(target), size);
+      if (position != nullptr) *position = at_;
+      return 0;
+    }
     zel::result_t SetSize(std::uint64_t) override { return zel::kErrNotImplemented; }
 
    private:
