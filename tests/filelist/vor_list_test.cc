@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <cstdio>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -23,12 +22,6 @@ namespace vor {
 namespace {
 
 using Lines = std::vector<std::string>;
-
-std::string Hex(const void* p) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%p", p);
-  return text;
-}
 
 struct Scenario {
   std::string name;
@@ -66,7 +59,7 @@ TEST_P(ListScenario, Runs) {
     std::string op, word, rest;
     in >> op;
     std::getline(in >> std::ws, rest);
-    for (const auto& [name, value] : {std::pair{"%list", self}, {"%storage", Hex(storage.get())}}) {
+    for (const auto& [name, value] : {std::pair{"%list", self}, {"%storage", testing::Hex(storage.get())}}) {
       if (const auto at = rest.find(name); at != std::string::npos) rest.replace(at, std::strlen(name), value);
     }
     std::istringstream args(rest);
@@ -78,7 +71,7 @@ TEST_P(ListScenario, Runs) {
       if (directories.empty()) directories.assign(std::begin(kLibraryDirectories), std::end(kLibraryDirectories));
       for (LibraryDirectory& row : directories) row.exists = 0;
       list = std::make_unique<VorList>(host.locator.get());
-      self = Hex(list.get());
+      self = testing::Hex(list.get());
       list->SetLibraryDirectories(directories);
       list->SetDirectoryProbe([&](const char16_t* dir) { return ++probes, present.count(dir) != 0; });
     } else if (op == "destroy") {

@@ -30,12 +30,6 @@ zel::result_t CallSlot(void* object, int slot, Args... args) {
   return reinterpret_cast<Fn>((*static_cast<void***>(object))[slot])(object, args...);
 }
 
-std::string Hex(std::uint32_t value) {
-  std::ostringstream text;
-  text << "0x" << std::hex << value;
-  return text.str();
-}
-
 const std::map<std::string, std::uint32_t> kInterfaces = {
     {"allocator", zel::IAllocator::kIid},       {"tracer", zel::ITracer::kIid},
     {"files", zel::ILumoFileFactory::kIid},     {"xml", zel::IXmlFactory::kIid},

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <mutex>
 #include <set>
 #include <string>
@@ -109,6 +110,14 @@ struct TempDir {
   std::string Write(const std::string& name, const std::string& text) const;
   std::string path;
 };
+
+// "0x" and the lowercase hexadecimal digits, as trace lines print numbers and addresses.
+inline std::string Hex(std::uint64_t value) {
+  char text[24];
+  std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));
+  return text;
+}
+inline std::string Hex(const void* address) { return Hex(reinterpret_cast<std::uintptr_t>(address)); }
 
 // The lines as one text, `between` between each two.
 inline std::string Joined(const std::vector<std::string>& lines, const char* between = "\n") {
