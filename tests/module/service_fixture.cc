@@ -24,17 +24,14 @@ LoadedModule::~LoadedModule() {
   dlclose(handle_);
 }
 
-void RegisterFileServices(TestingHost& host) {
+void ServiceTest::SetUp() {
+  storage_ = host::MakeHostObject<host::DirectoryStorage>(dir_.path);
+  // The reference host's file and XML factories: Verify reads through them.
   zel::result_t code = 0;
   Ref<host::LumoFileFactory> files = host::LumoFileFactory::Create("/", &code);
   ASSERT_TRUE(files) << std::hex << code;
-  host.Register(zel::ILumoFileFactory::kIid, files.get(), zel::ILumoFileFactory::kServiceId);
-  host.Register(zel::IXmlFactory::kIid, host::MakeHostObject<host::XmlFactory>().get());
-}
-
-void ServiceTest::SetUp() {
-  storage_ = host::MakeHostObject<host::DirectoryStorage>(dir_.path);
-  ASSERT_NO_FATAL_FAILURE(RegisterFileServices(host_));
+  host_.Register(zel::ILumoFileFactory::kIid, files.get(), zel::ILumoFileFactory::kServiceId);
+  host_.Register(zel::IXmlFactory::kIid, host::MakeHostObject<host::XmlFactory>().get());
 }
 
 void ServiceTest::TearDown() {

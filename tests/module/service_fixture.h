@@ -35,9 +35,6 @@ class LoadedModule {
   void* handle_ = nullptr;
 };
 
-// Registers the reference host's file and XML factories, the services Verify reads through.
-void RegisterFileServices(TestingHost& host);
-
 class ServiceTest : public ::testing::Test {
  protected:
   void SetUp() override;
