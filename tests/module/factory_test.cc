@@ -10,16 +10,14 @@ namespace {
 
 using zel::kErrNoInterface, zel::kErrNotImplemented;
 
-class FactoryTest : public ::testing::Test {
+// The service fixture's host and loaded module; these tests make their own objects.
+class FactoryTest : public ServiceTest {
  protected:
   Ref<zel::IObjectFactory> GetFactory() {
     Ref<zel::IObjectFactory> factory;
     EXPECT_EQ(module_.GetObjectFactory(host_.locator.get(), kCorvaneClassId, factory.put()), 0u);
     return factory;
   }
-
-  TestingHost host_;
-  LoadedModule module_;
 };
 
 TEST_F(FactoryTest, VersionRecordIsFortyBytesOfVersion1740) {
