@@ -38,7 +38,7 @@ void* CountingAllocator::Alloc(std::size_t size) {
   void* p = std::malloc(size != 0 ? size : 1);
   if (p == nullptr) return nullptr;
   std::lock_guard<std::mutex> lock(mutex_);
-  blocks_.emplace(p, size);
+  blocks_.insert(p);
   return p;
 }
 

@@ -1,6 +1,7 @@
 // The testing host: an allocator that counts live blocks and can fail, a
 // tracer that keeps every line it is given, and a locator that serves both
-// and refuses what a test asks it to.
+// and refuses what a test asks it to; with the small helpers every suite
+// shares (a fresh folder, numbers and lines as trace text).
 #ifndef VOR_TESTS_TESTING_HOST_TESTING_HOST_H_
 #define VOR_TESTS_TESTING_HOST_TESTING_HOST_H_
 
@@ -10,7 +11,7 @@
 #include <mutex>
 #include <set>
 #include <string>
-#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "host/host_object.h"
@@ -38,7 +39,7 @@ class CountingAllocator : public host::HostObject<zel::IAllocator> {
 
  private:
   mutable std::mutex mutex_;
-  std::unordered_map<void*, std::size_t> blocks_;
+  std::unordered_set<void*> blocks_;
   std::atomic<std::uint64_t> allocations_{0};
   std::atomic<std::uint64_t> failAt_{0};
   std::atomic<bool> failAlways_{false};
