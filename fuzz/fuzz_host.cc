@@ -60,12 +60,7 @@ zel::result_t MemoryStorage::Open(const char16_t* name, std::uint32_t, zel::IIo*
 }
 
 Ref<zel::IIo> MemoryStream(std::string content) {
-  auto files = host::MakeHostObject<testing::FakeFileFactory>();
-  files->Add(u"/document", std::move(content));
-  Ref<zel::IIo> stream;
-  files->Open(u"/document", zel::ILumoFileFactory::kAccessRead, zel::ILumoFileFactory::kShareRead,
-              zel::ILumoFileFactory::kOpenExisting, 0, stream.put());
-  return stream;
+  return testing::FakeFileFactory::StreamOver(std::move(content));
 }
 
 FuzzHost::FuzzHost()

@@ -15,6 +15,7 @@
 
 #include "host/host_object.h"
 #include "vor/io.h"
+#include "vor/ref.h"
 
 namespace vor::testing {
 
@@ -31,9 +32,18 @@ class FakeFileFactory : public host::HostObject<zel::ILumoFileFactory> {
  public:
   // Adds or replaces the file at `path`; a test tunes how it misbehaves through the reference.
   FakeFile& Add(const std::u16string& path, std::string content) {
-    files_[path] = std::make_shared<FakeFile>();
-    files_[path]->content = std::move(content);
-    return *files_[path];
+    const auto& file = files_[path] = std::make_shared<FakeFile>();
+    file->content = std::move(content);
+    return *file;
+  }
+
+  // A stream over `content` alone, as if opened from a factory holding it;
+  // its size queries answer `sizeResult`.
+  static Ref<zel::IIo> StreamOver(std::string content, zel::result_t sizeResult = 0) {
+    auto file = std::make_shared<FakeFile>();
+    file->content = std::move(content);
+    file->sizeResult = sizeResult;
+    return Ref<zel::IIo>(host::MakeHostObject<Stream>(std::move(file)).get());
   }
 
   zel::result_t Open(const char16_t* path, std::uint32_t access, std::uint32_t share,

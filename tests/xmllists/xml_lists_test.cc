@@ -38,11 +38,7 @@ namespace {
 using Header = std::map<std::string, std::string>;
 
 Ref<zel::IIo> MemoryStream(std::string content, bool sizeKnown = true) {
-  auto files = host::MakeHostObject<testing::FakeFileFactory>();
-  files->Add(u"/m", std::move(content)).sizeResult = sizeKnown ? 0 : zel::kErrNotSupported;
-  Ref<zel::IIo> stream;
-  files->Open(u"/m", 0, 0, 0, 0, stream.put());
-  return stream;
+  return testing::FakeFileFactory::StreamOver(std::move(content), sizeKnown ? 0 : zel::kErrNotSupported);
 }
 
 // GetName, GetText, GetValue... through an IStringOut, as plain text.
