@@ -1,6 +1,7 @@
 #include "proclist/process_info.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "proclist/resolve_link.h"
 #include "runtime/errno_result.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"
@@ -105,13 +107,22 @@ zel::result_t GetProcessImagePath(const zel::Tracer& trace, std::uint32_t pid, z
     path.clear();
     if (trace.sink() == nullptr || !IsValidPid(pid)) return zel::kErrInvalidArgument;
     const ProcPath link(pid, "exe");
-    char buffer[kLinkBufferSize] = {};
-    if (::realpath(link.c_str(), buffer) != nullptr) {
-      path.assign(std::string_view(buffer));
+    // realpath(3) of the link, from one read of its text: realpath itself
+    // would read the text in user space again and follow whatever stands at
+    // that name now, for a deleted executable a link anyone may plant
+    // ("/tmp/x (deleted)" -> a listed image). The kernel's marker wins.
+    char text[kLinkBufferSize] = {};
+    ssize_t length = ::readlink(link.c_str(), text, kLinkLimit);
+    char resolved[kPathBufferSize];
+    int error = length < 0 ? errno : length >= static_cast<ssize_t>(kLinkLimit) ? ENAMETOOLONG : 0;
+    if (error == 0) error = ResolveLinkText(link.view(), {text, static_cast<std::size_t>(length)}, resolved);
+    const bool deleted =
+        length >= 0 && std::string_view(text, static_cast<std::size_t>(length)).ends_with(kDeletedSuffix);
+    if (error == 0 && !deleted) {
+      path.assign(std::string_view(resolved));
     } else {
-      const int error = errno;
-      const zel::result_t code = zel::ErrnoToResult(error);
-      if (error != ENOENT) {
+      if (error != 0 && error != ENOENT) {
+        const zel::result_t code = zel::ErrnoToResult(error);
         ZEL_TRACE(trace, zel::kTraceError)
             << "Can't read target for symlink <" << link.view() << "> with error 0x"
             << zel::Hex{code} << " (0x" << zel::Hex{static_cast<std::uint32_t>(error)} << ")";
@@ -120,8 +131,7 @@ zel::result_t GetProcessImagePath(const zel::Tracer& trace, std::uint32_t pid, z
       // The executable was deleted or the link dangles: its text still names it.
       ZEL_TRACE(trace, zel::kTraceWarning)
           << "Symlink target <" << link.view() << "> is absent, try to read symlink itself...";
-      std::memset(buffer, 0, sizeof buffer);
-      const ssize_t length = ::readlink(link.c_str(), buffer, kLinkLimit);
+      if (length < 0) length = ::readlink(link.c_str(), text, kLinkLimit);
       if (length < 0) {
         const int readError = errno;
         const zel::result_t readCode = zel::ErrnoToResult(readError);
@@ -130,7 +140,7 @@ zel::result_t GetProcessImagePath(const zel::Tracer& trace, std::uint32_t pid, z
             << " (0x" << zel::Hex{static_cast<std::uint32_t>(readError)} << ")";
         return readCode;
       }
-      std::string_view target(buffer, static_cast<std::size_t>(length));
+      std::string_view target(text, static_cast<std::size_t>(length));
       if (target.ends_with(kDeletedSuffix)) target.remove_suffix(kDeletedSuffix.size());
       path.assign(target);
     }
@@ -141,6 +151,27 @@ zel::result_t GetProcessImagePath(const zel::Tracer& trace, std::uint32_t pid, z
     path.clear();
     return zel::ResultFromCurrentException(trace, "Exception caught at line 262 => ");
   }
+}
+
+ImageIdentity GetProcessImageIdentity(std::uint32_t pid) noexcept {
+  ImageIdentity image;
+  if (!IsValidPid(pid)) return image;
+  const ProcPath link(pid, "exe");
+  struct stat info {};
+  if (::stat(link.c_str(), &info) != 0) return image;
+  image.known = true;
+  image.deleted = info.st_nlink == 0;
+  image.device = info.st_dev;
+  image.inode = info.st_ino;
+  return image;
+}
+
+bool IsRunningImage(const ImageIdentity& image, const char* path) noexcept {
+  if (!image.known) return false;
+  if (image.deleted) return true;
+  struct stat info {};
+  if (path == nullptr || ::stat(path, &info) != 0) return false;
+  return info.st_dev == image.device && info.st_ino == image.inode;
 }
 
 zel::result_t GetProcessNamespace(const zel::Tracer& trace, std::uint32_t pid,
@@ -183,6 +214,7 @@ zel::result_t GetProcessInfo(const zel::Tracer& trace, std::uint32_t pid, Proces
     zel::result_t code = GetProcessImagePath(trace, pid, info.imagePath);
     if (zel::Failed(code)) return code;
     info.pid = pid;
+    info.image = GetProcessImageIdentity(pid);
     code = GetProcessNamespace(trace, pid, "mnt", info.mntNamespace);
     return zel::Failed(code) ? code : zel::kOk;
   } catch (...) {

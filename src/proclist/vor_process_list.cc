@@ -104,8 +104,28 @@ zel::result_t VorProcessList::UpdateFromStorage(zel::IStorage* storage) {
 }
 
 bool VorProcessList::IsSameMountNamespace(const ProcessCheckRecord& record) const {
+  return IsOwnMountNamespace(record.process.mntNamespace.view());
+}
+
+bool VorProcessList::IsOwnMountNamespace(std::string_view mntNamespace) const {
   if (self_.pid == kNoPid || self_.imagePath.empty()) return true;
-  return record.process.mntNamespace.view() == self_.mntNamespace.view();
+  return mntNamespace == self_.mntNamespace.view();
+}
+
+bool VorProcessList::IsRunningImage(const ImageIdentity& image, const zel::string& path,
+                                    std::uint32_t pid) {
+  if (vor::IsRunningImage(image, path.c_str())) return true;
+  ZEL_TRACE(trace_, zel::kTraceWarning)
+      << "Image <" << path.view() << "> is not the running image of process PID <" << pid << ">";
+  return false;
+}
+
+bool VorProcessList::IsParentInOwnNamespace(const ProcessCheckRecord& record) {
+  // A parent in a namespace of its own may show any path it mounted there.
+  if (IsOwnMountNamespace(record.parentMntNamespace.view())) return true;
+  ZEL_TRACE(trace_, zel::kTraceWarning)
+      << "Parent of process PID <" << record.process.pid << "> is in another mount namespace";
+  return false;
 }
 
 bool VorProcessList::IsFromProductFolder(const ProcessCheckRecord& record) {
@@ -115,7 +135,9 @@ bool VorProcessList::IsFromProductFolder(const ProcessCheckRecord& record) {
   if (!IsSameMountNamespace(record)) return false;
   const std::string_view image = record.process.imagePath.view();
   for (std::string_view folder : kProductFolders) {
-    if (IsPathUnder(folder, image, true)) return true;
+    if (!IsPathUnder(folder, image, true)) continue;
+    return !record.readFromProc ||
+           IsRunningImage(record.process.image, record.process.imagePath, record.process.pid);
   }
   return false;
 }
@@ -136,13 +158,26 @@ bool VorProcessList::MatchesListEntry(const ProcessCheckRecord& record) {
       ZEL_TRACE(trace_, zel::kTraceInfo)
           << "Find candidate by parent process path <" << parentImage << ">";
     }
-    if (IsSameMountNamespace(record)) {
+    if (!IsSameMountNamespace(record)) {
       ZEL_TRACE(trace_, zel::kTraceInfo)
-          << "Process PID <" << record.process.pid << "> is critical by list";
-      return true;
+          << "Mismatch namespace <" << record.process.mntNamespace.view() << ">";
+      continue;
+    }
+    if (record.readFromProc) {
+      const bool byPath = (entry.flags & kMatchProcessPath) != 0;
+      const bool byParent = (entry.flags & kMatchParentPath) != 0;
+      if (byParent && !IsParentInOwnNamespace(record)) continue;
+      if (byPath &&
+          !IsRunningImage(record.process.image, record.process.imagePath, record.process.pid)) {
+        continue;
+      }
+      if (byParent && !IsRunningImage(record.parentImage, record.parentImagePath, record.parentPid)) {
+        continue;
+      }
     }
     ZEL_TRACE(trace_, zel::kTraceInfo)
-        << "Mismatch namespace <" << record.process.mntNamespace.view() << ">";
+        << "Process PID <" << record.process.pid << "> is critical by list";
+    return true;
   }
   return false;
 }
@@ -215,6 +250,9 @@ zel::result_t VorProcessList::IsCriticalProcessByPid(std::uint32_t pid, bool& cr
       return code;
     }
     record.parentImagePath = std::move(parent.imagePath);
+    record.parentMntNamespace = std::move(parent.mntNamespace);
+    record.parentImage = parent.image;
+    record.readFromProc = true;
     return IsCriticalProcess(record, critical);
   } catch (...) {
     critical = false;

@@ -23,6 +23,14 @@ struct ProcessCheckRecord {
   ProcessInfo process;
   std::uint32_t parentPid = 0;   // 0: no parent
   zel::string parentImagePath;   // may be empty only when parentPid is 0
+
+  // Set when the record was read from /proc rather than described by a
+  // caller: a path rule then counts only an image path that is the running
+  // file, and the parent rule only a parent in the module's own mount
+  // namespace. A caller's record carries no identity to hold it to.
+  bool readFromProc = false;
+  ImageIdentity parentImage;
+  zel::string parentMntNamespace;
 };
 
 inline constexpr char kProcessListName[] = "vor_proc.xms";
@@ -48,6 +56,11 @@ class VorProcessList {
 
  private:
   bool IsSameMountNamespace(const ProcessCheckRecord& record) const;
+  bool IsOwnMountNamespace(std::string_view mntNamespace) const;
+  // The last gates of a rule that matched a process read from /proc by its
+  // paths; each traces why it refuses.
+  bool IsRunningImage(const ImageIdentity& image, const zel::string& path, std::uint32_t pid);
+  bool IsParentInOwnNamespace(const ProcessCheckRecord& record);
   bool IsFromProductFolder(const ProcessCheckRecord& record);
   bool MatchesListEntry(const ProcessCheckRecord& record);
 

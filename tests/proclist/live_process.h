@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -56,12 +57,16 @@ inline std::vector<Row> ReadRows(const std::string& file, std::map<std::string, 
   std::ifstream in(VOR_SOURCE_DIR "/tests/proclist/data/" + file);
   std::vector<Row> rows;
   vars.insert({{"\\t", "\t"}, {"\\n", "\n"}});
+  // Longest names first: $FORGED must not eat the head of $FORGEDCHILD.
+  std::vector<std::pair<std::string, std::string>> byLength(vars.begin(), vars.end());
+  std::stable_sort(byLength.begin(), byLength.end(),
+                   [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
   int number = 1;
   for (std::string line; std::getline(in, line); ++number) {
     rows.push_back({file + ":" + std::to_string(number) + ": " + line});
     std::istringstream fields(line);
     for (std::string field; std::getline(fields, field, '\t'); rows.back().push_back(field == "\"\"" ? "" : field)) {
-      for (const auto& [name, value] : vars) {
+      for (const auto& [name, value] : byLength) {
         const std::string from = name[0] == '\\' ? name : "$" + name;
         for (std::size_t at; (at = field.find(from)) != std::string::npos;) field.replace(at, from.size(), value);
       }

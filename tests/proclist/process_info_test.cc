@@ -5,9 +5,13 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <climits>
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include "proclist/path_rules.h"
+#include "proclist/resolve_link.h"
 #include "runtime/result.h"
 #include "tests/proclist/live_process.h"
 
@@ -24,15 +28,31 @@ TEST_F(ProcessInfoTest, CaseTable) {
   testing::TempDir dir;
   const std::string copy = dir.path + "/vor sleeper";
   std::filesystem::copy_file("/bin/sleep", copy);
-  const testing::Child child, deleted({copy, "30"});
+  // A deleted image with a link planted where its kernel text points.
+  const std::string planted = dir.path + "/vor planted";
+  std::filesystem::copy_file("/bin/sleep", planted);
+  const testing::Child child, deleted({copy, "30"}), forged({planted, "30"});
   const std::uint32_t gone = testing::Child({"/bin/true"}).pid();  // reaped: the pid is free now
   ASSERT_EQ(::unlink(copy.c_str()), 0);
+  ASSERT_EQ(::unlink(planted.c_str()), 0);
+  std::filesystem::create_symlink(child.image(), planted + " (deleted)");
+  // A small tree for the link resolution rows: $T/dir/file, $T/dir/sub,
+  // links among them, a loop and a dangling link.
+  const std::string tree = dir.path + "/tree";
+  std::filesystem::create_directories(tree + "/dir/sub");
+  std::ofstream(tree + "/dir/file") << "x";
+  for (const auto& [name, target] : std::vector<std::pair<std::string, std::string>>{
+           {"dir/sub/back", ".."}, {"abs", tree + "/dir"}, {"chain1", "chain2"},
+           {"chain2", "dir/file"}, {"loop", "loop"}, {"dangling", "nowhere"}}) {
+    std::filesystem::create_symlink(target, tree + "/" + name);
+  }
   host.tracer->set_threshold(zel::kTraceInfo);
   for (const testing::Row& r : testing::ReadRows("cases.tsv", {
            {"SELF", std::to_string(::getpid())}, {"PARENT", std::to_string(::getppid())},
            {"MNT", testing::OwnMountNamespace()}, {"SLEEP", child.image()},
            {"CHILD", std::to_string(child.pid())}, {"DELETED", std::to_string(deleted.pid())},
-           {"COPY", copy}, {"GONE", std::to_string(gone)}})) {
+           {"COPY", copy}, {"GONE", std::to_string(gone)},
+           {"FORGED", std::to_string(forged.pid())}, {"PLANTED", planted}, {"T", tree}})) {
     SCOPED_TRACE(r[0]);
     host.tracer->Clear();
     zel::result_t code = 0;
@@ -49,6 +69,20 @@ TEST_F(ProcessInfoTest, CaseTable) {
       value = std::to_string(pid) + "|" + std::to_string(ppid) + "|" + std::to_string(fields.size());
     } else if (r[1] == "under") {
       value = IsPathUnder(r[2], r[3], r[4] == "1") ? "1" : "0";  // no code: CODE is 0
+    } else if (r[1] == "resolve") {
+      // As realpath(3) reads a link whose text is r[2]; realpath itself is the oracle.
+      const std::string probe = tree + "/probe";
+      std::filesystem::remove(probe);
+      std::filesystem::create_symlink(r[2], probe);
+      char resolved[kPathBufferSize];
+      code = static_cast<zel::result_t>(ResolveLinkText(probe, r[2], resolved));
+      if (code == 0) value = resolved;
+      char expected[PATH_MAX];
+      const bool found = ::realpath(probe.c_str(), expected) != nullptr;
+      EXPECT_EQ(code, found ? 0 : static_cast<zel::result_t>(errno));
+      if (found) {
+        EXPECT_EQ(value, expected);
+      }
     } else if (r[1] == "proc") {
       const std::uint32_t pid = std::stoul(r[2]);
       zel::string text;
@@ -59,6 +93,9 @@ TEST_F(ProcessInfoTest, CaseTable) {
       if (r[3] == "ppid") code = GetProcessParentPid(trace, pid, ppid);
       if (r[3] == "info") code = GetProcessInfo(trace, pid, info);
       value = r[3] == "ppid" ? std::to_string(ppid) : std::string(text.view());
+      if (r[3].starts_with("runs:")) {
+        value = IsRunningImage(GetProcessImageIdentity(pid), r[3].substr(5).c_str()) ? "1" : "0";
+      }
       if (r[3] == "info") {
         value = std::to_string(info.pid) + "|" + std::string(info.imagePath.view()) + "|" +
                 std::string(info.mntNamespace.view());
