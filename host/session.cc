@@ -22,6 +22,7 @@
 #include "host/lumo_file_factory.h"
 #include "host/malloc_allocator.h"
 #include "host/posix_file.h"
+#include "host/process_pin.h"
 #include "host/service_locator.h"
 #include "host/session_tracer.h"
 #include "host/xml_factory.h"
@@ -304,12 +305,49 @@ Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* e
   }
 }
 
+namespace {
+
+// Asks about the process `pidfd` holds; the answer stands only when that
+// process is still running once the module has answered, so the pid cannot
+// have passed to another process in between.
+Answer AskPinned(const std::shared_ptr<Instance>& instance, SessionTracer& tracer,
+                 std::vector<std::string>* explain, int pidfd, std::uint32_t pid) {
+  Answer answer = Ask(instance, tracer, explain, [pid](ICorvane2& service, bool& critical) {
+    return service.CheckCriticalProcess(&check_context, pid, &critical);
+  });
+  if (zel::Failed(answer.result)) return answer;
+  const zel::result_t running = StillRunning(pidfd);
+  if (zel::Failed(running)) answer = {running, false};
+  return answer;
+}
+
+}  // namespace
+
 Answer Session::CheckPid(std::uint32_t pid, std::vector<std::string>* explain) {
   try {
-    return Ask(impl_->current.load(), *impl_->tracer.get(), explain,
-               [pid](ICorvane2& service, bool& critical) {
-                 return service.CheckCriticalProcess(&check_context, pid, &critical);
-               });
+    const PidPin pin(pid);
+    if (pin.fd() >= 0) {
+      return AskPinned(impl_->current.load(), *impl_->tracer.get(), explain, pin.fd(), pid);
+    }
+    Answer answer = Ask(impl_->current.load(), *impl_->tracer.get(), explain,
+                        [pid](ICorvane2& service, bool& critical) {
+                          return service.CheckCriticalProcess(&check_context, pid, &critical);
+                        });
+    // No such process when the question began: whatever answered was not it.
+    // A thread that leads no thread group cannot be pinned and is asked as it is.
+    if (pin.error() == ESRCH && zel::Succeeded(answer.result)) answer = {VOR_E_FILE_NOT_FOUND, false};
+    return answer;
+  } catch (const std::bad_alloc&) {
+    return {VOR_E_OUT_OF_MEMORY, false};
+  }
+}
+
+Answer Session::CheckPidfd(int pidfd, std::vector<std::string>* explain) {
+  try {
+    std::uint32_t pid = 0;
+    const zel::result_t code = PidOfPidfd(pidfd, pid);
+    if (zel::Failed(code)) return {code, false};
+    return AskPinned(impl_->current.load(), *impl_->tracer.get(), explain, pidfd, pid);
   } catch (const std::bad_alloc&) {
     return {VOR_E_OUT_OF_MEMORY, false};
   }

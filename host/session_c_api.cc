@@ -117,6 +117,14 @@ uint32_t vor_session_check_pid(vor_session* session, uint32_t pid, bool* critica
   return answer.result;
 }
 
+uint32_t vor_session_check_pidfd(vor_session* session, int pidfd, bool* critical) {
+  if (critical != nullptr) *critical = false;
+  if (session == nullptr || critical == nullptr) return VOR_E_INVALID_ARGUMENT;
+  const vor::host::Answer answer = session->session->CheckPidfd(pidfd);
+  *critical = answer.critical;
+  return answer.result;
+}
+
 uint32_t vor_session_explain_file(vor_session* session, const char* utf8_path, bool* critical,
                                   vor_trace_fn line, void* context) {
   if (critical != nullptr) *critical = false;

@@ -78,7 +78,27 @@ VOR_HOST_API uint32_t vor_session_open(const vor_session_options* options, vor_s
  * running process is critical to the operating system. */
 VOR_HOST_API uint32_t vor_session_check_file(vor_session* session, const char* utf8_path,
                                              bool* critical);
+
+/* A pid check pins its process with pidfd_open(2) while the module is asked,
+ * and keeps the answer only if that process is still running afterwards: a
+ * process that exited meanwhile gives VOR_E_FILE_NOT_FOUND whatever the module
+ * answered, so the answer never belongs to a later process that reused the pid.
+ * A thread id that leads no thread group cannot be pinned (pidfd_open refuses
+ * it) and is asked unpinned. */
 VOR_HOST_API uint32_t vor_session_check_pid(vor_session* session, uint32_t pid, bool* critical);
+
+/* Asks about the process a pidfd refers to (pidfd_open(2), or clone(2) with
+ * CLONE_PIDFD). Once that process has exited the call fails with
+ * VOR_E_FILE_NOT_FOUND, never an answer, even when its pid now names another
+ * process; a descriptor that is not a pidfd gives VOR_E_INVALID_ARGUMENT. The
+ * descriptor stays the caller's. To kill only a process that is not critical:
+ *
+ *   int fd = pidfd_open(pid, 0);
+ *   if (vor_session_check_pidfd(session, fd, &critical) == VOR_OK && !critical)
+ *     pidfd_send_signal(fd, SIGKILL, NULL, 0);   // the same process, or none
+ *   close(fd);
+ */
+VOR_HOST_API uint32_t vor_session_check_pidfd(vor_session* session, int pidfd, bool* critical);
 
 /* As above, and hands `line` the module's own trace lines of this one call
  * (up to VOR_TRACE_INFO): why the answer is what it is. */

@@ -64,7 +64,11 @@ class VOR_HOST_API Session {
 
   // `explain`, when given, receives the module's own lines of this one call.
   Answer CheckFile(std::string_view utf8Path, std::vector<std::string>* explain = nullptr);
+  // The process is pinned while it is asked about: one that exits before the
+  // answer is in gives VOR_E_FILE_NOT_FOUND, whatever the module said.
   Answer CheckPid(std::uint32_t pid, std::vector<std::string>* explain = nullptr);
+  // The process `pidfd` refers to (pidfd_open(2)); see vor_session_check_pidfd.
+  Answer CheckPidfd(int pidfd, std::vector<std::string>* explain = nullptr);
 
   // Reads the storage again with a new instance; a failed process list keeps
   // the instance in force and returns why.

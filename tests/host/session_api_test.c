@@ -1,12 +1,16 @@
 /* The C API of libvor-host, called from C: bad arguments, checks from two
- * threads at once, and a reload that puts a changed vor_proc.xms in force
- * while a broken one leaves the list in force alone. */
+ * threads at once, a reload that puts a changed vor_proc.xms in force while a
+ * broken one leaves the list in force alone, and checks pinned to their
+ * process. */
 #define _GNU_SOURCE
 #include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -89,15 +93,27 @@ static void CountLine(void* context, uint32_t level, const char* line) {
   ++*(int*)context;
 }
 
-static void Reload(void) {
-  char dir[] = "/tmp/vor-session-XXXXXX";
-  EXPECT(mkdtemp(dir) != NULL);
+/* A child running /bin/sleep, once its exec is done. */
+static pid_t StartSleep(void) {
   pid_t child = fork();
   if (child == 0) {
     execl("/bin/sleep", "sleep", "30", (char*)NULL);
     _exit(127);
   }
-  usleep(100000);  /* let the child become sleep */
+  char exe[64], image[4096];
+  snprintf(exe, sizeof exe, "/proc/%d/exe", (int)child);
+  for (int i = 0; i < 1000; ++i) {
+    ssize_t n = readlink(exe, image, sizeof image - 1);
+    if (n > 0 && (image[n] = '\0', strstr(image, "/sleep") != NULL)) break;
+    usleep(5000);
+  }
+  return child;
+}
+
+static void Reload(void) {
+  char dir[] = "/tmp/vor-session-XXXXXX";
+  EXPECT(mkdtemp(dir) != NULL);
+  pid_t child = StartSleep();
   vor_session_options options = {.size = sizeof options};
   options.storage_dir = dir;
   vor_session* session = NULL;
@@ -136,10 +152,94 @@ static void Reload(void) {
   EXPECT(unlink(list) == 0 && rmdir(dir) == 0);
 }
 
+/* The trace callback that ends the process being asked about, mid-question. */
+static pid_t g_victim;
+static void KillVictim(void* context, uint32_t level, const char* line) {
+  (void)context;
+  (void)level;
+  if (g_victim > 0 && strstr(line, "parent process ID is") != NULL) {
+    kill(g_victim, SIGKILL);
+    waitpid(g_victim, NULL, 0);
+    g_victim = 0;
+  }
+}
+
+static void* ThreadId(void* arg) {
+  *(pid_t*)arg = (pid_t)syscall(SYS_gettid);
+  usleep(300000);
+  return NULL;
+}
+
+static void PinnedChecks(void) {
+  char dir[] = "/tmp/vor-session-XXXXXX";
+  EXPECT(mkdtemp(dir) != NULL);
+  WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/>"
+                 "</vor_process_list>");
+  vor_session_options options = {.size = sizeof options};
+  options.storage_dir = dir;
+  options.trace_level = VOR_TRACE_INFO;
+  options.trace = KillVictim;
+  vor_session* session = NULL;
+  EXPECT(vor_session_open(&options, &session) == VOR_OK);
+  if (session == NULL) return;
+  bool critical = false;
+
+  /* A listed live process through its pidfd; once killed and reaped, the
+   * same descriptor fails, whatever process the pid names by then. */
+  pid_t child = StartSleep();
+  int pidfd = (int)syscall(SYS_pidfd_open, child, 0);
+  EXPECT(pidfd >= 0);
+  EXPECT(vor_session_check_pidfd(session, pidfd, &critical) == VOR_OK && critical);
+  kill(child, SIGKILL);
+  struct pollfd exited = {pidfd, POLLIN, 0};
+  EXPECT(poll(&exited, 1, 5000) == 1); /* exited, not yet reaped */
+  EXPECT(vor_session_check_pidfd(session, pidfd, &critical) == VOR_E_FILE_NOT_FOUND && !critical);
+  waitpid(child, NULL, 0);
+  critical = true;
+  EXPECT(vor_session_check_pidfd(session, pidfd, &critical) == VOR_E_FILE_NOT_FOUND && !critical);
+  close(pidfd);
+
+  /* Not a pidfd: a regular file, a closed descriptor, none at all. */
+  int file = open("/etc/hostname", O_RDONLY | O_CLOEXEC);
+  critical = true;
+  EXPECT(vor_session_check_pidfd(session, file, &critical) == VOR_E_INVALID_ARGUMENT && !critical);
+  close(file);
+  EXPECT(vor_session_check_pidfd(session, file, &critical) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_check_pidfd(session, -1, &critical) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_check_pidfd(NULL, 0, &critical) == VOR_E_INVALID_ARGUMENT);
+
+  /* A process that ends while the module reads it was not the one answered
+   * about: by pid and by pidfd alike, the answer gives way to the failure. */
+  g_victim = child = StartSleep();
+  critical = true;
+  EXPECT(vor_session_check_pid(session, (uint32_t)child, &critical) == VOR_E_FILE_NOT_FOUND &&
+         !critical && g_victim == 0);
+  g_victim = child = StartSleep();
+  pidfd = (int)syscall(SYS_pidfd_open, child, 0);
+  critical = true;
+  EXPECT(vor_session_check_pidfd(session, pidfd, &critical) == VOR_E_FILE_NOT_FOUND &&
+         !critical && g_victim == 0);
+  close(pidfd);
+
+  /* A thread that leads no thread group cannot be pinned: asked as it is. */
+  pid_t tid = 0;
+  pthread_t thread;
+  pthread_create(&thread, NULL, ThreadId, &tid);
+  while (__atomic_load_n(&tid, __ATOMIC_SEQ_CST) == 0) usleep(1000);
+  critical = true;
+  EXPECT(vor_session_check_pid(session, (uint32_t)tid, &critical) == VOR_OK && !critical);
+  pthread_join(thread, NULL);
+  vor_session_close(session);
+  char list[512];
+  snprintf(list, sizeof list, "%s/vor_proc.xms", dir);
+  EXPECT(unlink(list) == 0 && rmdir(dir) == 0);
+}
+
 int main(void) {
   BadArguments();
   TwoThreads();
   Reload();
+  PinnedChecks();
   printf("%d passed, %d failed\n", failures ? 0 : 1, failures ? 1 : 0);
   return failures ? 1 : 0;
 }
