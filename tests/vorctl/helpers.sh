@@ -16,3 +16,13 @@ wait_sleep() {
 as_nobody() {
   if [ "$(id -u)" = 0 ]; then setpriv --reuid=65534 --regid=65534 --clear-groups "$@"; else "$@"; fi
 }
+# Starts a parent that never reaps its child; once that child is a zombie
+# (it exited, its pid still held), prints "PARENT ZOMBIE".
+make_zombie() {
+  sh -c 'sleep 0 & echo $! >"$0"; exec sleep 30' "$D/zombie" >/dev/null &
+  until [ -s "$D/zombie" ] && [ "$(cut -d' ' -f3 "/proc/$(cat "$D/zombie")/stat" 2>/dev/null)" = Z ]; do
+    sleep 0.05
+  done
+  echo "$! $(cat "$D/zombie")"
+  rm "$D/zombie"
+}

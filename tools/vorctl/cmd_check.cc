@@ -17,6 +17,7 @@
 #include "host_session.h"
 #include "output.h"
 #include "paths.h"
+#include "processes.h"
 #include "vor/result.h"
 
 namespace vorctl {
@@ -79,7 +80,7 @@ class Checker {
   void File(std::string_view typed, std::string_view asked) {
     trace_.clear();
     const vor::host::Answer answer = session_.CheckFile(asked, options_.explain ? &trace_ : nullptr);
-    if (!Shown(answer, "check-file", typed)) return;
+    if (!Shown(answer, "check-file " + std::string(typed))) return;
     if (globals_.json) {
       Emit({{"path", typed}, {"asked", asked}}, answer);
       return;
@@ -94,13 +95,23 @@ class Checker {
 
   void Pid(std::string_view typed, std::uint32_t pid) {
     trace_.clear();
-    const vor::host::Answer answer = session_.CheckPid(pid, options_.explain ? &trace_ : nullptr);
-    if (!Shown(answer, "check-pid", typed)) return;
+    const ProcessAnswer asked = AskAboutProcess(session_, pid, options_.explain ? &trace_ : nullptr);
+    const vor::host::Answer& answer = asked.answer;
+    // A process that exited, or a kernel thread, has no image to judge: the
+    // line says which, with the module's code beside it.
+    const char* label = asked.exited ? "exited" : asked.kernelThread ? "kernel thread" : nullptr;
+    const std::string object = "check-pid " + std::string(typed);
+    if (!Shown(answer, label ? object + ": " + label : object)) return;
     if (globals_.json) {
-      Emit({{"pid", pid}}, answer);
+      Emit({{"pid", pid}, {"exited", asked.exited}, {"kernel_thread", asked.kernelThread}}, answer);
       return;
     }
     Write(typed);
+    if (label != nullptr) {
+      Write(std::string(": ") + label + " (" + FormatResult(answer.result) + ")\n");
+      WriteTrace();
+      return;
+    }
     Verdict(answer);
   }
 
@@ -112,9 +123,9 @@ class Checker {
 
  private:
   // Counts the answer, tells a failure on stderr; whether it is printed.
-  bool Shown(const vor::host::Answer& answer, std::string_view command, std::string_view object) {
+  bool Shown(const vor::host::Answer& answer, const std::string& what) {
     if (zel::Failed(answer.result)) {
-      PrintModuleFailure(std::string(command) + " " + std::string(object), answer.result);
+      PrintModuleFailure(what, answer.result);
       status_ = kExitFailed;
       return true;  // failures are always told
     }
@@ -143,6 +154,10 @@ class Checker {
     } else {
       Write(answer.critical ? ": critical\n" : ": not critical\n");
     }
+    WriteTrace();
+  }
+
+  void WriteTrace() {
     for (const std::string& line : trace_) {
       Write("  ");
       Write(line);

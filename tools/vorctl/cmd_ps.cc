@@ -1,17 +1,14 @@
 // ps: every running process with its parent, image and the module's verdict
 // in words. Kernel threads and processes in another mount namespace than
 // vorctl's own are marked (vorctl's own reading of /proc). Processes come and
-// go during the walk; one that vanished is left out.
-#include <dirent.h>
+// go during the walk: one that vanished before it was asked about is left
+// out, one that exited while it was asked about reads "exited".
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
-#include <fstream>
 #include <iomanip>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,6 +16,7 @@
 #include "host_session.h"
 #include "module/tool_facts.h"
 #include "output.h"
+#include "processes.h"
 
 namespace vorctl {
 namespace {
@@ -29,25 +27,9 @@ struct Row {
   std::string image;  // empty when unreadable (kernel threads, other users' processes)
   bool kernelThread = false;
   std::optional<bool> otherMntNs;  // nullopt: unreadable
-  vor::host::Answer answer;
+  ProcessAnswer asked;
   std::vector<std::string> trace;
 };
-
-// The PF_KTHREAD bit of the flags in /proc/PID/stat (the ninth field).
-bool IsKernelThread(std::uint32_t pid) {
-  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-  std::string text;
-  std::getline(stat, text);
-  const std::size_t close = text.rfind(')');
-  if (close == std::string::npos) return false;
-  std::istringstream fields(text.substr(close + 1));
-  std::string field;
-  for (int i = 0; i < 7 && fields >> field; ++i) {
-  }
-  unsigned long flags = 0;
-  std::from_chars(field.data(), field.data() + field.size(), flags);
-  return (flags & 0x00200000ul) != 0;
-}
 
 // The mount namespace link of a process; empty when unreadable, `denied` set
 // when that was for want of privilege.
@@ -58,27 +40,15 @@ std::string MountNamespace(const std::string& pid, bool& denied) {
   return n > 0 ? std::string(target, static_cast<std::size_t>(n)) : std::string();
 }
 
-std::string Verdict(const Row& row) {
-  if (zel::Succeeded(row.answer.result)) return row.answer.critical ? "critical" : "not critical";
-  if (row.kernelThread) return "kernel thread";
-  return ResultMessage(row.answer.result) + " (" + FormatResult(row.answer.result) + ")";
+std::string Verdict(const ProcessAnswer& asked) {
+  const vor::host::Answer& answer = asked.answer;
+  if (zel::Succeeded(answer.result)) return answer.critical ? "critical" : "not critical";
+  if (asked.kernelThread) return "kernel thread";
+  if (asked.exited) return "exited";
+  return ResultMessage(answer.result) + " (" + FormatResult(answer.result) + ")";
 }
 
 }  // namespace
-
-std::vector<std::uint32_t> ListProcessIds() {
-  std::vector<std::uint32_t> pids;
-  DIR* proc = opendir("/proc");
-  if (proc == nullptr) return pids;
-  while (const dirent* entry = readdir(proc)) {
-    const std::string_view name = entry->d_name;
-    std::uint32_t pid = 0;
-    const auto [end, ec] = std::from_chars(name.data(), name.data() + name.size(), pid);
-    if (ec == std::errc() && end == name.data() + name.size() && pid != 0) pids.push_back(pid);
-  }
-  closedir(proc);
-  return pids;
-}
 
 void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
   auto explain = std::make_shared<bool>(false);
@@ -100,13 +70,13 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
       Row row;
       row.pid = pid;
       if (zel::Failed(vor::facts::ReadParentPid(pid, row.ppid))) continue;  // gone
-      row.answer = session->CheckPid(pid, *explain ? &row.trace : nullptr);
+      row.asked = AskAboutProcess(*session, pid, *explain ? &row.trace : nullptr);
       // Without root a critical process of another user may fail its check:
       // --critical would leave it out unsaid.
-      if (row.answer.result == VOR_E_ACCESS_DENIED) denied = true;
-      if (*criticalOnly && !row.answer.critical) continue;
+      if (row.asked.answer.result == VOR_E_ACCESS_DENIED) denied = true;
+      if (*criticalOnly && !row.asked.answer.critical) continue;
       if (vor::facts::ReadImagePath(pid, row.image) == VOR_E_ACCESS_DENIED) denied = true;
-      row.kernelThread = IsKernelThread(pid);
+      row.kernelThread = row.asked.kernelThread || IsKernelThread(pid);
       const std::string ns = MountNamespace(std::to_string(pid), denied);
       if (!ns.empty() && !ownNs.empty()) row.otherMntNs = ns != ownNs;
       rows.push_back(std::move(row));
@@ -115,15 +85,17 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
     if (globals.json) {
       Json out = Json::array();
       for (const Row& row : rows) {
-        const bool failed = zel::Failed(row.answer.result);
+        const vor::host::Answer& answer = row.asked.answer;
+        const bool failed = zel::Failed(answer.result);
         Json item = {{"pid", row.pid},
                      {"ppid", row.ppid},
                      {"image", row.image},
                      {"kernel_thread", row.kernelThread},
+                     {"exited", row.asked.exited},
                      {"other_mnt_ns", row.otherMntNs ? Json(*row.otherMntNs) : Json()},
-                     {"critical", failed ? Json() : Json(row.answer.critical)},
-                     {"result", FormatResult(row.answer.result)},
-                     {"message", ResultMessage(row.answer.result)}};
+                     {"critical", failed ? Json() : Json(answer.critical)},
+                     {"result", FormatResult(answer.result)},
+                     {"message", ResultMessage(answer.result)}};
         if (*explain) item["trace"] = row.trace;
         out.push_back(std::move(item));
       }
@@ -133,7 +105,7 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
             << std::setw(14) << "VERDICT" << std::right << " IMAGE\n";
       for (const Row& row : rows) {
         Out() << std::setw(7) << row.pid << ' ' << std::setw(7) << row.ppid << "  " << std::left
-              << std::setw(14) << Verdict(row) << std::right << ' '
+              << std::setw(14) << Verdict(row.asked) << std::right << ' '
               << (row.image.empty() ? "-" : row.image)
               << (row.otherMntNs.value_or(false) ? "  (other mount namespace)" : "") << '\n';
         for (const std::string& line : row.trace) Out() << "    " << line << '\n';

@@ -9,6 +9,7 @@
 #include "module/tool_facts.h"
 #include "module_facts.h"
 #include "output.h"
+#include "processes.h"
 
 namespace vorctl {
 namespace {

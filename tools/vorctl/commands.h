@@ -3,9 +3,6 @@
 #ifndef VOR_TOOLS_VORCTL_COMMANDS_H_
 #define VOR_TOOLS_VORCTL_COMMANDS_H_
 
-#include <cstdint>
-#include <vector>
-
 #include <CLI/CLI.hpp>
 
 #include "globals.h"
@@ -21,9 +18,6 @@ void AddMakeTestSampleCommand(CLI::App& app, const Globals& globals, int& status
 void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status);
 void AddListFilesCommand(CLI::App& app, const Globals& globals, int& status);
 void AddValidateProcListCommand(CLI::App& app, const Globals& globals, int& status);
-
-// The ids of the running processes, read from /proc.
-std::vector<std::uint32_t> ListProcessIds();
 
 }  // namespace vorctl
 

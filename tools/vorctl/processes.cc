@@ -1,0 +1,61 @@
+#include "processes.h"
+
+#include <dirent.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <fstream>
+#include <sstream>
+
+namespace vorctl {
+
+std::vector<std::uint32_t> ListProcessIds() {
+  std::vector<std::uint32_t> pids;
+  DIR* proc = opendir("/proc");
+  if (proc == nullptr) return pids;
+  while (const dirent* entry = readdir(proc)) {
+    const std::string_view name = entry->d_name;
+    std::uint32_t pid = 0;
+    const auto [end, ec] = std::from_chars(name.data(), name.data() + name.size(), pid);
+    if (ec == std::errc() && end == name.data() + name.size() && pid != 0) pids.push_back(pid);
+  }
+  closedir(proc);
+  return pids;
+}
+
+bool IsKernelThread(std::uint32_t pid) {
+  // The flags are the ninth field of /proc/PID/stat, counted after the
+  // command name, which may itself hold spaces and parentheses.
+  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+  std::string text;
+  std::getline(stat, text);
+  const std::size_t close = text.rfind(')');
+  if (close == std::string::npos) return false;
+  std::istringstream fields(text.substr(close + 1));
+  std::string field;
+  for (int i = 0; i < 7 && fields >> field; ++i) {
+  }
+  unsigned long flags = 0;
+  std::from_chars(field.data(), field.data() + field.size(), flags);
+  return (flags & 0x00200000ul) != 0;
+}
+
+ProcessAnswer AskAboutProcess(vor::host::Session& session, std::uint32_t pid,
+                              std::vector<std::string>* explain) {
+  ProcessAnswer out;
+  const int pidfd = static_cast<int>(::syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0));
+  if (pidfd >= 0) {
+    out.answer = session.CheckPidfd(pidfd, explain);
+    pollfd exited{pidfd, POLLIN, 0};
+    out.exited = zel::Failed(out.answer.result) && ::poll(&exited, 1, 0) == 1;
+    ::close(pidfd);
+  } else {
+    out.answer = session.CheckPid(pid, explain);
+  }
+  out.kernelThread = zel::Failed(out.answer.result) && !out.exited && IsKernelThread(pid);
+  return out;
+}
+
+}  // namespace vorctl
