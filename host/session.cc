@@ -2,17 +2,14 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
+#include <shared_mutex>
 #include <new>
 #include <optional>
 
@@ -25,11 +22,13 @@
 #include "host/process_pin.h"
 #include "host/service_locator.h"
 #include "host/session_tracer.h"
+#include "host/host_failures.h"
+#include "host/wide_path.h"
+#include "host/startup_facts.h"
 #include "host/xml_factory.h"
 #include "vor/corvane.h"
 #include "vor/module.h"
 #include "vor/session.hpp"
-#include "vor/utf.h"
 
 namespace vor::host {
 namespace {
@@ -57,48 +56,33 @@ struct Module {
 struct Instance {
   std::shared_ptr<Module> module;
   Ref<ICorvane2> service;  // released before the module goes
+  StartupFacts facts;      // what the module said while it started
+  ListLoad load;           // how its load of the process list went
 };
 
-// "... with error 0x8000005a" -> 0x8000005a; 0 when the line has no code.
-zel::result_t CodeAfter(std::string_view line, std::string_view words) {
-  const std::size_t at = line.find(words);
-  if (at == std::string_view::npos) return VOR_OK;
-  const std::string_view digits = line.substr(at + words.size());
-  zel::result_t code = VOR_OK;
-  std::from_chars(digits.data(), digits.data() + digits.size(), code, 16);
-  return code;
-}
+// The instance in force: checks copy it out while a reload may swap it.
+class InstanceSlot {
+ public:
+  std::shared_ptr<Instance> load() const {
+    std::shared_lock<std::shared_mutex> hold(mutex_);
+    return instance_;
+  }
+  void store(std::shared_ptr<Instance> instance) {
+    std::unique_lock<std::shared_mutex> hold(mutex_);
+    instance_.swap(instance);
+  }  // the instance swapped out is released here, outside the lock
 
-// `text` widened into `out` when it is all ASCII; false otherwise. Sixteen
-// bytes at a time: paths checked in bulk spend their time here otherwise.
-bool WidenAscii(std::string_view text, std::u16string& out) {
-  out.resize(text.size());
-  std::size_t i = 0;
-#if defined(__SSE2__)
-  const __m128i zero = _mm_setzero_si128();
-  for (; i + 16 <= text.size(); i += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
-    if (_mm_movemask_epi8(bytes) != 0) return false;
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[i]), _mm_unpacklo_epi8(bytes, zero));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[i + 8]), _mm_unpackhi_epi8(bytes, zero));
-  }
-#endif
-  for (; i < text.size(); ++i) {
-    const auto c = static_cast<unsigned char>(text[i]);
-    if (c >= 0x80) return false;
-    out[i] = c;
-  }
-  return true;
-}
+ private:
+  mutable std::shared_mutex mutex_;
+  std::shared_ptr<Instance> instance_;
+};
 
 }  // namespace
 
 struct Session::Impl {
-  // Creates, verifies and returns a service instance; the module's own lines
-  // of its Verify tell the state of the process list it read.
-  zel::result_t NewInstance(std::shared_ptr<Instance>& out, ListStatus& list,
-                            std::vector<std::string>& lines, std::string& error);
-  ListStatus ListStatusFrom(const std::vector<std::string>& lines) const;
+  // Creates and verifies a service instance, reading what the module says of
+  // itself as it starts, and judges its load of the process list.
+  zel::result_t NewInstance(std::shared_ptr<Instance>& out, std::string& error);
 
   std::string modulePath;
   Ref<MallocAllocator> allocator = MakeHostObject<MallocAllocator>();
@@ -111,15 +95,13 @@ struct Session::Impl {
   Ref<Environment> environment = MakeHostObject<Environment>();
   std::shared_ptr<Module> module;
 
-  std::atomic<std::shared_ptr<Instance>> current;
-  mutable std::mutex listMutex;  // guards `list` and `startup`; Reload holds reloadMutex too
-  ListStatus list;
-  std::vector<std::string> startup;  // the module's lines of the instance in force
+  InstanceSlot current;
+  mutable std::mutex loadMutex;  // guards lastLoad; Reload holds reloadMutex too
+  ListLoad lastLoad;
   std::mutex reloadMutex;
 };
 
-zel::result_t Session::Impl::NewInstance(std::shared_ptr<Instance>& out, ListStatus& status,
-                                         std::vector<std::string>& lines, std::string& error) {
+zel::result_t Session::Impl::NewInstance(std::shared_ptr<Instance>& out, std::string& error) {
   auto instance = std::make_shared<Instance>();
   instance->module = module;
   Ref<zel::IObjectFactory> factory;
@@ -146,9 +128,9 @@ zel::result_t Session::Impl::NewInstance(std::shared_ptr<Instance>& out, ListSta
     error = "cannot hand the storage to the service";
     return code;
   }
-  lines.clear();
+  const HostFailureWatch watch;
   {
-    SessionTracer::Collect collect(*tracer.get(), VOR_TRACE_INFO, lines, /*raw=*/true);
+    SessionTracer::Collect collect(*tracer.get(), VOR_TRACE_INFO, instance->facts);
     code = state->Init();
     if (zel::Succeeded(code)) code = state->Verify();
   }
@@ -156,37 +138,24 @@ zel::result_t Session::Impl::NewInstance(std::shared_ptr<Instance>& out, ListSta
     error = "cannot initialise the service";
     return code;
   }
-  status = ListStatusFrom(lines);
+  // The module's own word on the list, unless the host failed it meanwhile:
+  // then entries may be missing that the module never saw.
+  const StartupFacts& facts = instance->facts;
+  ListLoad& load = instance->load;
+  const zel::result_t failure = facts.listFailure();
+  if (zel::Failed(failure) && failure != VOR_E_FILE_NOT_FOUND) {
+    load.result = failure;
+    if (failure == XmlFactory::kParseError) {
+      const XmlParseError parse = xml->last_parse_error();
+      load.syntax = {parse.line, parse.column, parse.description};
+    }
+  } else if (watch.failures() != 0) {
+    load.result = watch.first();
+  } else if (!facts.listTaken() && failure != VOR_E_FILE_NOT_FOUND) {
+    load.result = VOR_E_UNEXPECTED;  // the module said neither: nothing can be vouched for
+  }
   out = std::move(instance);
   return VOR_OK;
-}
-
-ListStatus Session::Impl::ListStatusFrom(const std::vector<std::string>& lines) const {
-  ListStatus status;
-  bool loaded = false;
-  std::uint32_t entries = 0;
-  for (const std::string& line : lines) {
-    // Each entry taken into the list is traced "    N) flags <0x..>, path <..>".
-    if (line.find(") flags <0x") != std::string::npos) ++entries;
-    if (line.find("vor process list update status is ok") != std::string::npos) loaded = true;
-    const zel::result_t failed =
-        CodeAfter(line, "Can't update vor process list from storage with error 0x");
-    if (zel::Failed(failed)) status.result = failed;
-  }
-  if (loaded) {
-    status.state = VOR_LIST_LOADED;
-    status.entries = entries;
-  } else if (status.result == VOR_E_FILE_NOT_FOUND) {
-    status.result = VOR_OK;  // no vor_proc.xms: the empty list, a normal state
-  } else {
-    status.state = VOR_LIST_FAILED;
-    if (zel::Succeeded(status.result)) status.result = VOR_E_UNEXPECTED;
-    if (status.result == XmlFactory::kParseError) {
-      const XmlParseError parse = xml->last_parse_error();
-      status.syntax = {parse.line, parse.column, parse.description};
-    }
-  }
-  return status;
 }
 
 Session::Session(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
@@ -258,17 +227,32 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
     impl->module = std::move(module);
 
     std::shared_ptr<Instance> instance;
-    code = impl->NewInstance(instance, impl->list, impl->startup, why);
+    code = impl->NewInstance(instance, why);
     if (zel::Failed(code)) return fail(code, why);
+    impl->lastLoad = instance->load;
     impl->current.store(std::move(instance));
     out.reset(new Session(std::move(impl)));
     return VOR_OK;
   } catch (const std::bad_alloc&) {
     return fail(VOR_E_OUT_OF_MEMORY, "out of memory");
+  } catch (...) {
+    return fail(VOR_E_UNKNOWN_EXCEPTION, "unexpected failure");
   }
 }
 
 namespace {
+
+// The code of the exception being handled: out of memory, or anything else,
+// which is not out of memory. Call only inside a catch block.
+zel::result_t CurrentExceptionCode() noexcept {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return VOR_E_OUT_OF_MEMORY;
+  } catch (...) {
+    return VOR_E_UNKNOWN_EXCEPTION;
+  }
+}
 
 // Asks `check` of the instance in force; the module's lines of this one call
 // are collected only when the caller wants them, so plain checks pay nothing.
@@ -276,36 +260,13 @@ template <class Check>
 Answer Ask(const std::shared_ptr<Instance>& instance, SessionTracer& tracer,
            std::vector<std::string>* explain, Check check) {
   Answer answer;
+  std::optional<LineList> lines;
   std::optional<SessionTracer::Collect> collect;
-  if (explain != nullptr) collect.emplace(tracer, VOR_TRACE_INFO, *explain);
+  if (explain != nullptr) collect.emplace(tracer, VOR_TRACE_INFO, lines.emplace(*explain));
   answer.result = check(*instance->service.get(), answer.critical);
   if (zel::Failed(answer.result)) answer.critical = false;
   return answer;
 }
-
-}  // namespace
-
-Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* explain) {
-  try {
-    // Checks come by the million: the UTF-16 copy reuses this thread's
-    // buffer, and ASCII, most paths, is widened without decoding.
-    thread_local std::u16string wide;
-    if (!WidenAscii(utf8Path, wide)) {
-      wide.clear();
-      if (!utf::Utf8ToUtf16(utf8Path, [&](char16_t c) { wide.push_back(c); })) {
-        return {VOR_E_INVALID_SYMBOL, false};
-      }
-    }
-    return Ask(impl_->current.load(), *impl_->tracer.get(), explain,
-               [](ICorvane2& service, bool& critical) {
-                 return service.CheckCriticalFile(&check_context, wide.c_str(), &critical);
-               });
-  } catch (const std::bad_alloc&) {
-    return {VOR_E_OUT_OF_MEMORY, false};
-  }
-}
-
-namespace {
 
 // Asks about the process `pidfd` holds; the answer stands only when that
 // process is still running once the module has answered, so the pid cannot
@@ -323,6 +284,20 @@ Answer AskPinned(const std::shared_ptr<Instance>& instance, SessionTracer& trace
 
 }  // namespace
 
+Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* explain) {
+  try {
+    WidePath wide;
+    const zel::result_t code = wide.Assign(utf8Path);
+    if (zel::Failed(code)) return {code, false};
+    return Ask(impl_->current.load(), *impl_->tracer.get(), explain,
+               [&wide](ICorvane2& service, bool& critical) {
+                 return service.CheckCriticalFile(&check_context, wide.c_str(), &critical);
+               });
+  } catch (...) {
+    return {CurrentExceptionCode(), false};
+  }
+}
+
 Answer Session::CheckPid(std::uint32_t pid, std::vector<std::string>* explain) {
   try {
     const PidPin pin(pid);
@@ -337,8 +312,8 @@ Answer Session::CheckPid(std::uint32_t pid, std::vector<std::string>* explain) {
     // A thread that leads no thread group cannot be pinned and is asked as it is.
     if (pin.error() == ESRCH && zel::Succeeded(answer.result)) answer = {VOR_E_FILE_NOT_FOUND, false};
     return answer;
-  } catch (const std::bad_alloc&) {
-    return {VOR_E_OUT_OF_MEMORY, false};
+  } catch (...) {
+    return {CurrentExceptionCode(), false};
   }
 }
 
@@ -348,8 +323,8 @@ Answer Session::CheckPidfd(int pidfd, std::vector<std::string>* explain) {
     const zel::result_t code = PidOfPidfd(pidfd, pid);
     if (zel::Failed(code)) return {code, false};
     return AskPinned(impl_->current.load(), *impl_->tracer.get(), explain, pidfd, pid);
-  } catch (const std::bad_alloc&) {
-    return {VOR_E_OUT_OF_MEMORY, false};
+  } catch (...) {
+    return {CurrentExceptionCode(), false};
   }
 }
 
@@ -357,30 +332,61 @@ zel::result_t Session::Reload() {
   try {
     std::lock_guard<std::mutex> hold(impl_->reloadMutex);
     std::shared_ptr<Instance> instance;
-    ListStatus list;
-    std::vector<std::string> lines;
     std::string why;
-    const zel::result_t code = impl_->NewInstance(instance, list, lines, why);
-    if (zel::Failed(code)) return code;
-    if (list.state == VOR_LIST_FAILED) return list.result;
-    impl_->current.store(std::move(instance));
-    std::lock_guard<std::mutex> listHold(impl_->listMutex);
-    impl_->list = std::move(list);
-    impl_->startup = std::move(lines);
-    return VOR_OK;
-  } catch (const std::bad_alloc&) {
-    return VOR_E_OUT_OF_MEMORY;
+    zel::result_t code = impl_->NewInstance(instance, why);
+    // A failed load keeps the instance in force, and the list with it.
+    ListLoad load = zel::Failed(code) ? ListLoad{code, {}} : instance->load;
+    code = load.result;
+    if (zel::Succeeded(code)) impl_->current.store(std::move(instance));
+    std::lock_guard<std::mutex> loadHold(impl_->loadMutex);
+    impl_->lastLoad = std::move(load);
+    return code;
+  } catch (...) {
+    const zel::result_t code = CurrentExceptionCode();
+    try {
+      std::lock_guard<std::mutex> loadHold(impl_->loadMutex);
+      impl_->lastLoad = {code, {}};
+    } catch (...) {
+    }
+    return code;
   }
 }
 
+ProcessListState Session::processListState() const {
+  const std::shared_ptr<Instance> instance = impl_->current.load();
+  ProcessListState state;
+  if (instance->facts.listTaken()) {
+    state.inForce = VOR_LIST_LOADED;
+    state.entries = instance->facts.listEntries();
+  }
+  std::lock_guard<std::mutex> hold(impl_->loadMutex);
+  state.lastLoad = impl_->lastLoad;
+  return state;
+}
+
 ListStatus Session::processList() const {
-  std::lock_guard<std::mutex> hold(impl_->listMutex);
-  return impl_->list;
+  const ProcessListState state = processListState();
+  ListStatus status;
+  if (zel::Failed(state.lastLoad.result)) {
+    status.state = VOR_LIST_FAILED;
+    status.result = state.lastLoad.result;
+    status.syntax = state.lastLoad.syntax;
+  } else {
+    status.state = state.inForce;
+    status.entries = state.entries;
+  }
+  return status;
+}
+
+ModuleFacts Session::moduleFacts() const {
+  const std::shared_ptr<Instance> instance = impl_->current.load();
+  const StartupFacts& facts = instance->facts;
+  return {facts.releaseResult(), std::string(facts.releaseName()),
+          std::string(facts.releaseVersion()), facts.libraryDirectories(), facts.errors()};
 }
 
 std::vector<std::string> Session::startupLines() const {
-  std::lock_guard<std::mutex> hold(impl_->listMutex);
-  return impl_->startup;
+  return impl_->current.load()->facts.keptLines();
 }
 
 XmlSyntaxError Session::lastXmlSyntaxError() const {

@@ -1,7 +1,9 @@
 // The C face of the session: argument checks, conversion to and from the C
 // structs, and no exception ever crossing into the caller.
 #include <cstddef>
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <string_view>
 
@@ -60,18 +62,49 @@ uint32_t ReadOptions(const vor_session_options& in, SessionOptions& out) {
   return VOR_OK;
 }
 
-// Runs `check` collecting the module's lines of it, then hands them to `line`.
-template <class Check>
-uint32_t Explain(bool* critical, vor_trace_fn line, void* context, Check check) {
+// The code of the exception being handled: out of memory, or anything else,
+// which is not out of memory. Call only inside a catch block.
+uint32_t CurrentExceptionCode() noexcept {
   try {
-    std::vector<std::string> lines;
-    const vor::host::Answer answer = check(&lines);
-    *critical = answer.critical;
-    for (const std::string& text : lines) line(context, VOR_TRACE_INFO, text.c_str());
+    throw;
+  } catch (const std::bad_alloc&) {
+    return VOR_E_OUT_OF_MEMORY;
+  } catch (...) {
+    return VOR_E_UNKNOWN_EXCEPTION;
+  }
+}
+
+// Runs `ask` and hands its answer out; an exception on the way fails the
+// call, and a failed call never reads critical.
+template <class Ask>
+uint32_t Answered(bool* critical, Ask ask) noexcept {
+  try {
+    const vor::host::Answer answer = ask();
+    *critical = zel::Succeeded(answer.result) && answer.critical;
     return answer.result;
   } catch (...) {
-    return VOR_E_OUT_OF_MEMORY;
+    *critical = false;
+    return CurrentExceptionCode();
   }
+}
+
+// Runs `check` collecting the module's lines of it, then hands them to
+// `line`. The answer is given only once every line is delivered: a callback
+// that throws fails the call.
+template <class Check>
+uint32_t Explain(bool* critical, vor_trace_fn line, void* context, Check check) noexcept {
+  return Answered(critical, [&] {
+    std::vector<std::string> lines;
+    const vor::host::Answer answer = check(&lines);
+    for (const std::string& text : lines) line(context, VOR_TRACE_INFO, text.c_str());
+    return answer;
+  });
+}
+
+// Copies `text` into a fixed field, cut to it and always NUL-terminated.
+template <std::size_t N>
+void CopyText(char (&field)[N], const std::string& text) {
+  std::snprintf(field, N, "%s", text.c_str());
 }
 
 }  // namespace
@@ -92,10 +125,8 @@ uint32_t vor_session_open(const vor_session_options* options, vor_session** out)
     if (zel::Failed(code)) return code;
     *out = session.release();
     return VOR_OK;
-  } catch (const std::bad_alloc&) {
-    return VOR_E_OUT_OF_MEMORY;
   } catch (...) {
-    return VOR_E_UNEXPECTED;
+    return CurrentExceptionCode();
   }
 }
 
@@ -104,25 +135,19 @@ uint32_t vor_session_check_file(vor_session* session, const char* utf8_path, boo
   if (session == nullptr || utf8_path == nullptr || critical == nullptr) {
     return VOR_E_INVALID_ARGUMENT;
   }
-  const vor::host::Answer answer = session->session->CheckFile(utf8_path);
-  *critical = answer.critical;
-  return answer.result;
+  return Answered(critical, [&] { return session->session->CheckFile(utf8_path); });
 }
 
 uint32_t vor_session_check_pid(vor_session* session, uint32_t pid, bool* critical) {
   if (critical != nullptr) *critical = false;
   if (session == nullptr || critical == nullptr) return VOR_E_INVALID_ARGUMENT;
-  const vor::host::Answer answer = session->session->CheckPid(pid);
-  *critical = answer.critical;
-  return answer.result;
+  return Answered(critical, [&] { return session->session->CheckPid(pid); });
 }
 
 uint32_t vor_session_check_pidfd(vor_session* session, int pidfd, bool* critical) {
   if (critical != nullptr) *critical = false;
   if (session == nullptr || critical == nullptr) return VOR_E_INVALID_ARGUMENT;
-  const vor::host::Answer answer = session->session->CheckPidfd(pidfd);
-  *critical = answer.critical;
-  return answer.result;
+  return Answered(critical, [&] { return session->session->CheckPidfd(pidfd); });
 }
 
 uint32_t vor_session_explain_file(vor_session* session, const char* utf8_path, bool* critical,
@@ -147,7 +172,11 @@ uint32_t vor_session_explain_pid(vor_session* session, uint32_t pid, bool* criti
 
 uint32_t vor_session_reload(vor_session* session) {
   if (session == nullptr) return VOR_E_INVALID_ARGUMENT;
-  return session->session->Reload();
+  try {
+    return session->session->Reload();
+  } catch (...) {
+    return CurrentExceptionCode();
+  }
 }
 
 uint32_t vor_session_list_status(vor_session* session, vor_list_status* status) {
@@ -160,12 +189,30 @@ uint32_t vor_session_list_status(vor_session* session, vor_list_status* status) 
     status->result = list.result;
     status->line = list.syntax.line;
     status->column = list.syntax.column;
-    // Cut to the field, always NUL-terminated.
-    std::snprintf(status->description, sizeof status->description, "%s",
-                  list.syntax.description.c_str());
+    CopyText(status->description, list.syntax.description);
     return VOR_OK;
   } catch (...) {
-    return VOR_E_OUT_OF_MEMORY;
+    return CurrentExceptionCode();
+  }
+}
+
+uint32_t vor_session_process_list(vor_session* session, vor_process_list_info* info) {
+  constexpr std::size_t kMinimum = offsetof(vor_process_list_info, entries) + sizeof info->entries;
+  if (session == nullptr || info == nullptr || info->size < kMinimum) return VOR_E_INVALID_ARGUMENT;
+  try {
+    const vor::host::ProcessListState state = session->session->processListState();
+    vor_process_list_info out{};
+    out.size = std::min(info->size, sizeof out);
+    out.in_force = state.inForce;
+    out.entries = state.entries;
+    out.last_result = state.lastLoad.result;
+    out.last_line = state.lastLoad.syntax.line;
+    out.last_column = state.lastLoad.syntax.column;
+    CopyText(out.last_description, state.lastLoad.syntax.description);
+    std::memcpy(info, &out, out.size);  // an older caller's smaller struct is written to its end only
+    return VOR_OK;
+  } catch (...) {
+    return CurrentExceptionCode();
   }
 }
 

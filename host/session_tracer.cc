@@ -3,25 +3,15 @@
 #include <memory>
 #include <new>
 
+#include "host/host_failures.h"
 #include "vor/result.h"
 
 namespace vor::host {
 namespace {
 
-// The collection this thread has open, and the tracer it belongs to. One
-// object: in a shared library each thread_local costs a lookup per use, and
-// every check passes here several times.
-struct Collection {
-  const void* owner = nullptr;
-  std::uint32_t level = 0;
-  std::vector<std::string>* lines = nullptr;
-  bool raw = false;
-};
-thread_local Collection t_collection;
-
-bool Collecting(const Collection& c, const void* tracer, std::uint32_t level) {
-  return c.owner == tracer && c.lines != nullptr && level <= c.level;
-}
+// The collection this thread has open. Static TLS holding one pointer: no
+// allocation on first use, no destructor to register, one lookup per use.
+thread_local SessionTracer::Collect* t_collection __attribute__((tls_model("initial-exec"))) = nullptr;
 
 }  // namespace
 
@@ -30,46 +20,55 @@ SessionTracer::SessionTracer(std::uint32_t level, Callback callback)
 
 SessionTracer::~SessionTracer() = default;
 
-SessionTracer::Collect::Collect(SessionTracer& tracer, std::uint32_t level,
-                                std::vector<std::string>& lines, bool raw) {
-  Collection& current = t_collection;
-  previousOwner_ = current.owner;
-  previousLevel_ = current.level;
-  previousLines_ = current.lines;
-  previousRaw_ = current.raw;
-  current = {&tracer, level, &lines, raw};
+SessionTracer::Collect::Collect(SessionTracer& tracer, std::uint32_t level, LineSink& sink) noexcept
+    : tracer_(&tracer), level_(level), sink_(&sink), outer_(t_collection) {
+  t_collection = this;
 }
 
-SessionTracer::Collect::~Collect() {
-  t_collection = {previousOwner_, previousLevel_, previousLines_, previousRaw_};
-}
+SessionTracer::Collect::~Collect() { t_collection = outer_; }
 
 zel::result_t SessionTracer::BeginRecord(std::uint32_t level, zel::TraceRecord* record,
                                          std::uint32_t capacity) {
   if (record == nullptr || capacity == 0) return VOR_E_INVALID_ARGUMENT;
-  if (level > level_ && !Collecting(t_collection, this, level)) {
-    return VOR_E_TRACE_LEVEL_PROHIBITED;
+  Collect* collect = t_collection;
+  const bool collecting = collect != nullptr && collect->tracer_ == this && level <= collect->level_;
+  if (level > level_ && !collecting) return VOR_E_TRACE_LEVEL_PROHIBITED;
+  if (collecting && !collect->lent_ && capacity <= sizeof collect->buffer_) {
+    collect->lent_ = true;
+    *record = {this, collect->buffer_, capacity, 0, level, 0, collect};
+    return VOR_OK;
   }
   char* text = new (std::nothrow) char[capacity];
-  if (text == nullptr) return VOR_E_OUT_OF_MEMORY;
+  if (text == nullptr) {
+    NoteHostFailure(VOR_E_OUT_OF_MEMORY);
+    return VOR_E_OUT_OF_MEMORY;
+  }
   *record = {this, text, capacity, 0, level, 0, nullptr};
   return VOR_OK;
 }
 
 void SessionTracer::Commit(zel::TraceRecord* record) {
-  std::unique_ptr<char[]> text(record->text);
+  auto* lender = static_cast<Collect*>(record->context);
   const std::uint32_t length = record->length < record->capacity ? record->length : 0;
-  try {
-    std::string line;
-    line.reserve(length);
-    AppendEscaped(line, std::string_view(text.get(), length));
-    if (record->level <= level_) callback_(record->level, line);
-    const Collection& collection = t_collection;
-    if (Collecting(collection, this, record->level)) {
-      collection.lines->push_back(collection.raw ? std::string(text.get(), length) : std::move(line));
+  const std::string_view text(record->text, length);
+  const Collect* collect = t_collection;
+  if (collect != nullptr && collect->tracer_ == this && record->level <= collect->level_) {
+    collect->sink_->Take(record->level, text);
+  }
+  if (record->level <= level_) {
+    try {
+      std::string line;
+      line.reserve(length);
+      AppendEscaped(line, text);
+      callback_(record->level, line);
+    } catch (...) {
+      // A line the callback cannot take is lost; the module must not see a throw.
     }
-  } catch (...) {
-    // A line that cannot be delivered is lost; the module must not see a throw.
+  }
+  if (lender != nullptr) {
+    lender->lent_ = false;
+  } else {
+    delete[] record->text;
   }
 }
 
@@ -90,6 +89,20 @@ void SessionTracer::AppendEscaped(std::string& line, std::string_view text) {
     } else {
       line += ch;
     }
+  }
+}
+
+void LineList::Take(std::uint32_t, std::string_view line) noexcept {
+  try {
+    if (!escaped_) {
+      lines_.emplace_back(line);
+      return;
+    }
+    std::string text;
+    SessionTracer::AppendEscaped(text, line);
+    lines_.push_back(std::move(text));
+  } catch (...) {
+    NoteHostFailure(VOR_E_OUT_OF_MEMORY);
   }
 }
 

@@ -1,7 +1,8 @@
 // The session's tracer. Lines up to the session's level go to its callback;
 // besides, a thread may collect the lines of its own calls (the explanation of
-// one decision) without seeing other threads' lines. Control characters inside
-// a record are escaped, so that one record stays one line.
+// one decision, the facts of starting an instance) without seeing other
+// threads' lines. Control characters inside a record are escaped for the
+// callback, so that one record stays one line.
 #ifndef VOR_HOST_SESSION_TRACER_H_
 #define VOR_HOST_SESSION_TRACER_H_
 
@@ -23,22 +24,33 @@ class SessionTracer : public HostObject<zel::ITracer>, private zel::ITraceSink {
   SessionTracer(std::uint32_t level, Callback callback);
   ~SessionTracer() override;
 
-  // While alive, the lines up to `level` that this thread's calls write are
-  // appended to `lines` as well; `raw` keeps them as the module wrote them
-  // (for callers that read facts out of them), not escaped into one line.
+  // Takes the lines a thread collects, as the module wrote them.
+  class LineSink {
+   public:
+    virtual void Take(std::uint32_t level, std::string_view line) noexcept = 0;
+
+   protected:
+    ~LineSink() = default;
+  };
+
+  // While alive, the lines up to `level` that this thread's calls write go to
+  // `sink` as well. It lends the module the buffer of one record at a time,
+  // so a collection loses no line for want of memory.
   class Collect {
    public:
-    Collect(SessionTracer& tracer, std::uint32_t level, std::vector<std::string>& lines,
-            bool raw = false);
+    Collect(SessionTracer& tracer, std::uint32_t level, LineSink& sink) noexcept;
     ~Collect();
     Collect(const Collect&) = delete;
     Collect& operator=(const Collect&) = delete;
 
    private:
-    const void* previousOwner_;
-    std::uint32_t previousLevel_;
-    std::vector<std::string>* previousLines_;
-    bool previousRaw_;
+    friend class SessionTracer;
+    const SessionTracer* tracer_;
+    std::uint32_t level_;
+    LineSink* sink_;
+    Collect* outer_;
+    bool lent_ = false;
+    char buffer_[512];
   };
 
   zel::result_t BeginRecord(std::uint32_t level, zel::TraceRecord* record,
@@ -52,6 +64,19 @@ class SessionTracer : public HostObject<zel::ITracer>, private zel::ITraceSink {
 
   std::uint32_t level_;
   Callback callback_;
+};
+
+// A LineSink that keeps every line in `lines`, escaped as for the callback or
+// as written. A line that cannot be kept for want of memory is lost.
+class LineList final : public SessionTracer::LineSink {
+ public:
+  explicit LineList(std::vector<std::string>& lines, bool escaped = true)
+      : lines_(lines), escaped_(escaped) {}
+  void Take(std::uint32_t level, std::string_view line) noexcept override;
+
+ private:
+  std::vector<std::string>& lines_;
+  bool escaped_;
 };
 
 }  // namespace vor::host

@@ -9,12 +9,26 @@
 
 #include <pugixml.hpp>
 
+#include "host/host_failures.h"
+
 namespace vor::host {
 namespace {
 
 // Predefined entities and character references only; no DOCTYPE node, no
 // processing instructions or comments in the tree.
 constexpr unsigned kParseOptions = pugi::parse_default;
+
+// A call that could not complete — memory ran out, here or in the caller's
+// string — is tallied as a host failure: the reader may have been handed less
+// than the document holds. What the document lacks (no such attribute, no
+// child at that index) is an answer, not a failure.
+zel::result_t Counted(zel::result_t code) {
+  if (zel::Failed(code) && code != zel::kErrNotFound && code != zel::kErrOutOfRange &&
+      code != zel::kErrInvalidArgument) {
+    NoteHostFailure(code);
+  }
+  return code;
+}
 
 // The parsed tree, shared by every node handed out from it.
 struct Tree {
@@ -40,13 +54,13 @@ class XmlNode : public HostObject<zel::IXmlNode> {
   zel::result_t GetName(zel::IStringOut* name) override {
     if (name == nullptr) return zel::kErrInvalidArgument;
     const char* text = node_.type() == pugi::node_document ? "" : node_.name();
-    return name->Assign(text, std::strlen(text));
+    return Counted(name->Assign(text, std::strlen(text)));
   }
   zel::result_t GetChildCount(std::uint32_t* count) override {
     if (count == nullptr) return zel::kErrInvalidArgument;
     *count = 0;
     const std::vector<pugi::xml_node>* children = Children();
-    if (children == nullptr) return XmlFactory::kOutOfMemory;
+    if (children == nullptr) return Counted(XmlFactory::kOutOfMemory);
     *count = static_cast<std::uint32_t>(children->size());
     return zel::kOk;
   }
@@ -59,14 +73,14 @@ class XmlNode : public HostObject<zel::IXmlNode> {
     if (out == nullptr) return zel::kErrInvalidArgument;
     *out = nullptr;
     const std::vector<pugi::xml_node>* children = Children();
-    if (children == nullptr) return XmlFactory::kOutOfMemory;
+    if (children == nullptr) return Counted(XmlFactory::kOutOfMemory);
     if (index >= children->size()) return zel::kErrOutOfRange;
     return Hand((*children)[index], out);
   }
   zel::result_t GetText(zel::IStringOut* text) override {
     if (text == nullptr) return zel::kErrInvalidArgument;
     const char* value = node_.text().get();
-    return text->Assign(value, std::strlen(value));
+    return Counted(text->Assign(value, std::strlen(value)));
   }
   zel::result_t GetValueCount(std::uint32_t* count) override {
     if (count == nullptr) return zel::kErrInvalidArgument;
@@ -80,14 +94,14 @@ class XmlNode : public HostObject<zel::IXmlNode> {
     pugi::xml_attribute a = node_.first_attribute();
     for (std::uint32_t i = 0; a && i < index; ++i) a = a.next_attribute();
     if (!a) return zel::kErrOutOfRange;
-    return name->Assign(a.name(), std::strlen(a.name()));
+    return Counted(name->Assign(a.name(), std::strlen(a.name())));
   }
   zel::result_t GetValue(const char* name, zel::IStringOut* value,
                          std::uint32_t /*flags*/) override {
     if (name == nullptr || value == nullptr) return zel::kErrInvalidArgument;
     pugi::xml_attribute a = node_.attribute(name);
     if (!a) return zel::kErrNotFound;
-    return value->Assign(a.value(), std::strlen(a.value()));
+    return Counted(value->Assign(a.value(), std::strlen(a.value())));
   }
 
  private:
@@ -96,7 +110,7 @@ class XmlNode : public HostObject<zel::IXmlNode> {
     *out = nullptr;
     if (!node) return zel::kErrNotFound;
     XmlNode* made = new (std::nothrow) XmlNode(tree_, node);
-    if (made == nullptr) return XmlFactory::kOutOfMemory;
+    if (made == nullptr) return Counted(XmlFactory::kOutOfMemory);
     *out = made;
     return zel::kOk;
   }
@@ -129,7 +143,7 @@ class XmlNode : public HostObject<zel::IXmlNode> {
 zel::result_t HandDocument(std::shared_ptr<Tree> tree, zel::IXmlNode** out) {
   pugi::xml_node root = tree->document;
   XmlNode* made = new (std::nothrow) XmlNode(std::move(tree), root);
-  if (made == nullptr) return XmlFactory::kOutOfMemory;
+  if (made == nullptr) return Counted(XmlFactory::kOutOfMemory);
   *out = made;
   return zel::kOk;
 }
@@ -162,7 +176,7 @@ zel::result_t XmlFactory::CreateDocument(zel::IXmlNode** out) {
   try {
     return HandDocument(std::make_shared<Tree>(), out);
   } catch (const std::bad_alloc&) {
-    return kOutOfMemory;
+    return Counted(kOutOfMemory);
   }
 }
 
@@ -188,7 +202,7 @@ zel::result_t XmlFactory::OpenDocument(zel::IIo* source, std::uint32_t format,
       const zel::result_t code = source->Read(chunk, sizeof chunk, &got);
       if (zel::Failed(code)) {
         Fail("xml: cannot read the document");
-        return code;
+        return Counted(code);
       }
       if (got == 0) break;
       if (got > sizeof chunk || content.size() + got > maxBytes_) {
@@ -204,7 +218,7 @@ zel::result_t XmlFactory::OpenDocument(zel::IIo* source, std::uint32_t format,
     // A document without any element opens as a document without children;
     // its reader decides what an empty list means.
     if (!parsed && parsed.status != pugi::status_no_document_element) {
-      if (parsed.status == pugi::status_out_of_memory) return kOutOfMemory;
+      if (parsed.status == pugi::status_out_of_memory) return Counted(kOutOfMemory);
       XmlParseError parse{parsed.description(), 1, 1};
       const std::size_t stop = std::min<std::size_t>(static_cast<std::size_t>(parsed.offset),
                                                      content.size());
@@ -223,7 +237,7 @@ zel::result_t XmlFactory::OpenDocument(zel::IIo* source, std::uint32_t format,
     }
     return HandDocument(std::move(tree), out);
   } catch (const std::bad_alloc&) {
-    return kOutOfMemory;
+    return Counted(kOutOfMemory);
   }
 }
 

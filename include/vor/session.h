@@ -109,8 +109,10 @@ VOR_HOST_API uint32_t vor_session_explain_pid(vor_session* session, uint32_t pid
                                               vor_trace_fn line, void* context);
 
 /* Reads the storage again with a new service instance, so that a changed
- * vor_proc.xms takes effect. When the new process list is unusable, the
- * instance in force stays and its failure is returned. */
+ * vor_proc.xms takes effect. When the new process list is unusable, or the
+ * host's own services failed while it was read, the instance in force (and
+ * its list) stays and the failure is returned; vor_session_process_list then
+ * tells the attempt apart from the list in force. */
 VOR_HOST_API uint32_t vor_session_reload(vor_session* session);
 
 /* The process list in force. */
@@ -131,7 +133,33 @@ typedef struct vor_list_status {
   char description[128];
 } vor_list_status;
 
+/* The process list in one word: VOR_LIST_FAILED whenever the last load
+ * failed (see vor_session_process_list for the list in force then). */
 VOR_HOST_API uint32_t vor_session_list_status(vor_session* session, vor_list_status* status);
+
+/* The process list in force, and the last attempt to load one. The two
+ * differ after a failed reload (the list in force stays) and after a load at
+ * open that failed partway (what the module took stays in force). A load
+ * fails when the module refuses the document, and also when the host's own
+ * services failed while it was read (memory ran out, an XML call could not
+ * complete): the module may then have taken fewer entries than the document
+ * holds. */
+typedef struct vor_process_list_info {
+  /* sizeof(vor_process_list_info) as the caller knows it; at least up to
+   * `entries`. Fields past it are not written. */
+  size_t size;
+  uint32_t in_force;    /* VOR_LIST_NONE or VOR_LIST_LOADED */
+  uint32_t entries;     /* the entries in force */
+  uint32_t last_result; /* the last load: VOR_OK (also when there is no
+                           vor_proc.xms), or why it failed */
+  /* Malformed XML in the last load: where the parser stopped (from 1) and what
+   * it said; 0 and "" otherwise. */
+  uint32_t last_line;
+  uint32_t last_column;
+  char last_description[128];
+} vor_process_list_info;
+
+VOR_HOST_API uint32_t vor_session_process_list(vor_session* session, vor_process_list_info* info);
 
 /* The loaded module's version, "major.minor.build.revision"; valid while the
  * session is open. NULL for a null session. */

@@ -40,11 +40,39 @@ struct XmlSyntaxError {
   std::string description;  // empty: the document was not malformed
 };
 
+// The process list in one word, as vor_session_list_status gives it:
+// VOR_LIST_FAILED whenever the last load failed, else the list in force.
 struct ListStatus {
   vor_list_state state = VOR_LIST_NONE;
   std::uint32_t entries = 0;
   zel::result_t result = VOR_OK;
   XmlSyntaxError syntax;  // a failed list that was malformed XML
+};
+
+// One load of vor_proc.xms: VOR_OK when the module took it whole, or when
+// there is none; otherwise why it failed. A load during which the host's own
+// services failed (memory, an XML call) failed, whatever the module took.
+struct ListLoad {
+  zel::result_t result = VOR_OK;
+  XmlSyntaxError syntax;  // a document that was malformed XML
+};
+
+// The process list in force and the last attempt to load one. They differ
+// after a failed reload (the list in force stays) and after a load at open
+// that failed partway (what the module took is in force).
+struct ProcessListState {
+  vor_list_state inForce = VOR_LIST_NONE;  // VOR_LIST_NONE or VOR_LIST_LOADED
+  std::uint32_t entries = 0;               // entries in force
+  ListLoad lastLoad;
+};
+
+// What the module found on this machine when the instance in force started.
+struct ModuleFacts {
+  zel::result_t release = VOR_E_UNEXPECTED;  // VOR_OK: name and version found
+  std::string releaseName;
+  std::string releaseVersion;
+  std::vector<std::string> libraryDirectories;
+  std::vector<std::string> errors;  // its first few error lines
 };
 
 struct Answer {
@@ -75,9 +103,11 @@ class VOR_HOST_API Session {
   zel::result_t Reload();
 
   ListStatus processList() const;
-  // The module's own lines (up to VOR_TRACE_INFO, unescaped) of creating and
-  // verifying the instance in force: what it found on this machine, such as
-  // the OS release and the library directories.
+  ProcessListState processListState() const;
+  ModuleFacts moduleFacts() const;
+  // The module's own lines (unescaped) of creating and verifying the instance
+  // in force that the session keeps: those the facts above were read from
+  // and the first error lines, a few at most.
   std::vector<std::string> startupLines() const;
   // Where the session's XML factory stopped on the last document it was
   // given, when that one was malformed XML; for tools that hand documents to

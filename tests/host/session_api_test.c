@@ -5,6 +5,7 @@
 #define _GNU_SOURCE
 #include <pthread.h>
 #include <signal.h>
+#include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -132,10 +133,27 @@ static void Reload(void) {
   EXPECT(vor_session_explain_pid(session, (uint32_t)child, &critical, CountLine, &lines) == VOR_OK);
   EXPECT(critical && lines > 0);
 
+  /* A broken list does not replace the one in force: the attempt failed. */
   WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\"");
   EXPECT(vor_session_reload(session) == 0x8000005au);
-  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_LOADED);
+  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
+         status.result == 0x8000005au && status.line == 1);
+  vor_process_list_info info = {.size = sizeof info};
+  EXPECT(vor_session_process_list(session, &info) == VOR_OK && info.in_force == VOR_LIST_LOADED &&
+         info.entries == 2 && info.last_result == 0x8000005au && info.last_line == 1 &&
+         info.last_column > 1 && info.last_description[0] != '\0');
   EXPECT(vor_session_check_pid(session, (uint32_t)child, &critical) == VOR_OK && critical);
+  /* An older caller's smaller struct is filled to its end and no further. */
+  struct {
+    vor_process_list_info info;
+    char guard;
+  } older = {.info = {.size = offsetof(vor_process_list_info, last_result)}, .guard = 'g'};
+  memset(older.info.last_description, 'x', sizeof older.info.last_description);
+  EXPECT(vor_session_process_list(session, &older.info) == VOR_OK && older.info.entries == 2 &&
+         older.info.last_result == 0 && older.info.last_description[0] == 'x');
+  older.info.size = offsetof(vor_process_list_info, entries);
+  EXPECT(vor_session_process_list(session, &older.info) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_process_list(session, NULL) == VOR_E_INVALID_ARGUMENT);
   vor_session_close(session);
 
   /* Opened on the broken list, the session reports it and where it broke. */
@@ -143,6 +161,8 @@ static void Reload(void) {
   EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
          status.result == 0x8000005au && status.line == 1 && status.column > 1 &&
          status.description[0] != '\0');
+  EXPECT(vor_session_process_list(session, &info) == VOR_OK && info.in_force == VOR_LIST_NONE &&
+         info.entries == 0 && info.last_result == 0x8000005au);
   vor_session_close(session);
 
   kill(child, SIGKILL);
@@ -235,11 +255,68 @@ static void PinnedChecks(void) {
   EXPECT(unlink(list) == 0 && rmdir(dir) == 0);
 }
 
+/* Checks on two threads while the main thread reloads good lists and broken
+ * ones: the listed process is critical throughout (a broken list never
+ * replaces the one in force), and no check ever fails. */
+struct Checker {
+  vor_session* session;
+  pid_t listed;
+  int stop;
+};
+
+static void* CheckUntilStopped(void* arg) {
+  struct Checker* c = arg;
+  while (!__atomic_load_n(&c->stop, __ATOMIC_SEQ_CST)) {
+    bool critical = false, tmp = true;
+    EXPECT(vor_session_check_pid(c->session, (uint32_t)c->listed, &critical) == VOR_OK && critical);
+    EXPECT(vor_session_check_file(c->session, "/tmp/not-critical", &tmp) == VOR_OK && !tmp);
+  }
+  return NULL;
+}
+
+static void ReloadUnderChecks(void) {
+  char dir[] = "/tmp/vor-session-XXXXXX";
+  EXPECT(mkdtemp(dir) != NULL);
+  const char* lists[] = {
+      "<vor_process_list><vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/></vor_process_list>",
+      "<vor_process_list><vor_process_entry flags=\"1\"",
+      "<vor_process_list><vor_process_entry flags=\"3\" path=\"/usr/bin/sleep\" parent_path=\"/x\"/>"
+      "<vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/></vor_process_list>",
+      "<vor_other/>"};
+  WriteList(dir, lists[0]);
+  vor_session_options options = {.size = sizeof options};
+  options.storage_dir = dir;
+  struct Checker checker = {NULL, StartSleep(), 0};
+  EXPECT(vor_session_open(&options, &checker.session) == VOR_OK);
+  if (checker.session != NULL) {
+    pthread_t threads[2];
+    for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckUntilStopped, &checker);
+    for (int round = 0; round < 40; ++round) {
+      const int which = round % 4;
+      WriteList(dir, lists[which]);
+      const uint32_t code = vor_session_reload(checker.session);
+      EXPECT(which % 2 == 0 ? code == VOR_OK : code != VOR_OK);
+      vor_process_list_info info = {.size = sizeof info};
+      EXPECT(vor_session_process_list(checker.session, &info) == VOR_OK &&
+             info.in_force == VOR_LIST_LOADED && (info.last_result == VOR_OK) == (which % 2 == 0));
+    }
+    __atomic_store_n(&checker.stop, 1, __ATOMIC_SEQ_CST);
+    for (int i = 0; i < 2; ++i) pthread_join(threads[i], NULL);
+    vor_session_close(checker.session);
+  }
+  kill(checker.listed, SIGKILL);
+  waitpid(checker.listed, NULL, 0);
+  char list[512];
+  snprintf(list, sizeof list, "%s/vor_proc.xms", dir);
+  EXPECT(unlink(list) == 0 && rmdir(dir) == 0);
+}
+
 int main(void) {
   BadArguments();
   TwoThreads();
   Reload();
   PinnedChecks();
+  ReloadUnderChecks();
   printf("%d passed, %d failed\n", failures ? 0 : 1, failures ? 1 : 0);
   return failures ? 1 : 0;
 }

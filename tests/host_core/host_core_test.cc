@@ -28,7 +28,8 @@ TEST(SessionTracerTest, CallsBackUpToItsLevelAndCollectsOnlyThisThreadsLines) {
       700, [&called](std::uint32_t, std::string_view line) { called.emplace_back(line); });
   std::vector<std::string> collected;
   {
-    SessionTracer::Collect collect(*tracer.get(), 800, collected);
+    LineList list(collected);
+    SessionTracer::Collect collect(*tracer.get(), 800, list);
     Write(tracer.get(), 300, "vor: first");
     Write(tracer.get(), 800, "vor: detailed");
     std::thread([&] { Write(tracer.get(), 300, "vor: other thread"); }).join();
