@@ -1,11 +1,10 @@
 // os-release: the OS name and version that the loaded module found in the
-// release files (below --sysroot), as its own startup lines tell them.
+// release files (below --sysroot), as it told them when it started.
 #include <memory>
 #include <string>
 
 #include "commands.h"
 #include "host_session.h"
-#include "module_facts.h"
 #include "output.h"
 
 namespace vorctl {
@@ -18,17 +17,17 @@ void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status) {
   command->callback([&globals, &status] {
     std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
     if (!session) return;
-    const OsRelease release = ModuleOsRelease(*session);
-    const bool failed = zel::Failed(release.result);
+    const vor::host::ModuleFacts facts = session->moduleFacts();
+    const bool failed = zel::Failed(facts.release);
     if (globals.json) {
-      PrintJson({{"name", release.name},
-                 {"version", release.version},
-                 {"result", FormatResult(release.result)},
-                 {"message", ResultMessage(release.result)}});
+      PrintJson({{"name", facts.releaseName},
+                 {"version", facts.releaseVersion},
+                 {"result", FormatResult(facts.release)},
+                 {"message", ResultMessage(facts.release)}});
     } else if (!failed) {
-      Out() << "name:    " << release.name << '\n' << "version: " << release.version << '\n';
+      Out() << "name:    " << facts.releaseName << '\n' << "version: " << facts.releaseVersion << '\n';
     }
-    if (failed) PrintModuleFailure("no usable OS release file", release.result);
+    if (failed) PrintModuleFailure("no usable OS release file", facts.release);
     status = failed ? kExitFailed : kExitOk;
   });
 }

@@ -66,7 +66,12 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
     bool denied = false;
     const std::string ownNs = MountNamespace("self", denied);
     std::vector<Row> rows;
-    for (std::uint32_t pid : ListProcessIds()) {
+    std::vector<std::uint32_t> pids;
+    if (!ListProcessIds(pids)) {
+      status = kExitFailed;
+      return;
+    }
+    for (std::uint32_t pid : pids) {
       Row row;
       row.pid = pid;
       if (zel::Failed(vor::facts::ReadParentPid(pid, row.ppid))) continue;  // gone

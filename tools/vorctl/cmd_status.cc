@@ -36,14 +36,17 @@ int RunStatus(const Globals& globals) {
   std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
   if (!session) return status;
 
-  const OsRelease release = ModuleOsRelease(*session);
-  const std::vector<std::string> directories = ModuleLibraryDirectories(*session);
+  const vor::host::ModuleFacts facts = session->moduleFacts();
   const CriticalFiles files = ConfirmedFileSet(*session);
   const Presence present(globals);
   const auto presentCount = std::count_if(files.paths.begin(), files.paths.end(), std::cref(present));
-  const vor::host::ListStatus list = session->processList();
+  const vor::host::ProcessListState list = session->processListState();
+  const bool lastFailed = zel::Failed(list.lastLoad.result);
+  const vor::host::XmlSyntaxError& syntax = list.lastLoad.syntax;
   std::vector<CriticalProcess> critical;
-  for (std::uint32_t pid : ListProcessIds()) {
+  std::vector<std::uint32_t> pids;
+  const bool listed = ListProcessIds(pids);
+  for (std::uint32_t pid : pids) {
     if (!session->CheckPid(pid).critical) continue;
     CriticalProcess process{pid, {}};
     vor::facts::ReadImagePath(pid, process.image);
@@ -53,55 +56,64 @@ int RunStatus(const Globals& globals) {
   if (globals.json) {
     Json processes = Json::array();
     for (const CriticalProcess& p : critical) processes.push_back({{"pid", p.pid}, {"image", p.image}});
-    const bool failed = list.state == VOR_LIST_FAILED;
     PrintJson({{"os",
-                {{"name", release.name},
-                 {"version", release.version},
-                 {"result", FormatResult(release.result)},
-                 {"message", ResultMessage(release.result)}}},
+                {{"name", facts.releaseName},
+                 {"version", facts.releaseVersion},
+                 {"result", FormatResult(facts.release)},
+                 {"message", ResultMessage(facts.release)}}},
                {"module", {{"path", session->modulePath()}, {"version", session->moduleVersion()}}},
-               {"library_directories", directories},
+               {"library_directories", facts.libraryDirectories},
                {"critical_files", {{"listed", files.paths.size()}, {"present", presentCount}}},
                {"process_list",
-                {{"state", StateName(list.state)},
+                {{"state", StateName(lastFailed ? VOR_LIST_FAILED : list.inForce)},
+                 {"in_force", StateName(list.inForce)},
                  {"file", globals.storageDir.empty() ? Json() : Json(ListFile(globals))},
                  {"entries", list.entries},
-                 {"result", FormatResult(list.result)},
-                 {"message", ResultMessage(list.result)},
-                 {"line", OrNull(list.syntax.line)},
-                 {"column", OrNull(list.syntax.column)},
-                 {"description", failed && list.syntax.line != 0 ? Json(list.syntax.description) : Json()}}},
-               {"critical_processes", processes}});
+                 {"result", FormatResult(list.lastLoad.result)},
+                 {"message", ResultMessage(list.lastLoad.result)},
+                 {"line", OrNull(syntax.line)},
+                 {"column", OrNull(syntax.column)},
+                 {"description", lastFailed && syntax.line != 0 ? Json(syntax.description) : Json()}}},
+               {"critical_processes", listed ? processes : Json()}});
   } else {
     Out() << "OS release:          ";
-    if (zel::Failed(release.result)) {
-      Out() << "unknown (" << ResultMessage(release.result) << ", "
-            << FormatResult(release.result) << ")\n";
+    if (zel::Failed(facts.release)) {
+      Out() << "unknown (" << ResultMessage(facts.release) << ", " << FormatResult(facts.release) << ")\n";
     } else {
-      Out() << release.name << ' ' << release.version << '\n';
+      Out() << facts.releaseName << ' ' << facts.releaseVersion << '\n';
     }
     Out() << "Module:              " << session->modulePath() << " (version "
           << session->moduleVersion() << ")\n";
     Out() << "Library directories:";
-    for (const std::string& dir : directories) Out() << ' ' << dir;
+    for (const std::string& dir : facts.libraryDirectories) Out() << ' ' << dir;
     Out() << "\nCritical files:      " << files.paths.size() << " listed, " << presentCount
           << " present here\n";
-    Out() << "Process list:        " << StateName(list.state);
-    if (list.state == VOR_LIST_LOADED) {
-      Out() << ", " << list.entries << " entries from " << ListFile(globals);
-    } else if (list.state == VOR_LIST_FAILED) {
-      Out() << ": " << ListFile(globals) << ": " << ResultMessage(list.result) << " ("
-            << FormatResult(list.result) << ")";
-      if (list.syntax.line != 0) {
-        Out() << ", line " << list.syntax.line << ", column " << list.syntax.column << ": " << list.syntax.description;
+    Out() << "Process list:        ";
+    if (list.inForce == VOR_LIST_LOADED) {
+      Out() << "loaded, " << list.entries << " entries from " << ListFile(globals);
+      if (lastFailed) Out() << ", but the last load failed: ";
+    } else if (lastFailed) {
+      Out() << "failed: " << ListFile(globals) << ": ";
+    } else {
+      Out() << "none";
+    }
+    if (lastFailed) {
+      Out() << ResultMessage(list.lastLoad.result) << " (" << FormatResult(list.lastLoad.result) << ")";
+      if (syntax.line != 0) {
+        Out() << ", line " << syntax.line << ", column " << syntax.column << ": " << syntax.description;
       }
     }
-    Out() << "\nCritical processes:  " << critical.size() << "\n";
+    Out() << "\nCritical processes:  ";
+    if (listed) {
+      Out() << critical.size() << "\n";
+    } else {
+      Out() << "unknown: /proc cannot be listed\n";
+    }
     for (const CriticalProcess& p : critical) {
       Out() << "  " << p.pid << ' ' << (p.image.empty() ? "?" : p.image) << '\n';
     }
   }
-  if (ReportFailedList(*session, globals) || !files.ok) return kExitFailed;
+  if (ReportFailedList(*session, globals) || !files.ok || !listed) return kExitFailed;
   return kExitOk;
 }
 

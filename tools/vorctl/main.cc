@@ -4,6 +4,8 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <new>
+#include <string>
 
 #include <CLI/CLI.hpp>
 
@@ -38,11 +40,7 @@ int Finish(int status) {
   return kExitFailed;
 }
 
-}  // namespace
-}  // namespace vorctl
-
-int main(int argc, char** argv) {
-  using namespace vorctl;
+int Run(int argc, char** argv) {
   Globals globals;
   int status = kExitOk;
 
@@ -107,11 +105,26 @@ int main(int argc, char** argv) {
     PrintError(e.what());
     std::cerr << "Run 'vorctl --help' for usage.\n";
     return kExitUsage;
-  } catch (const std::exception& e) {
-    PrintError(e.what());
-    return Finish(kExitFailed);
   }
   if (globals.version) return Finish(PrintVersion(globals));
   if (app.get_subcommands().empty()) status = RunStatus(globals);  // the default command
   return Finish(status);
+}
+
+}  // namespace
+}  // namespace vorctl
+
+int main(int argc, char** argv) {
+  // Whatever stops vorctl midway — memory, above all — ends it with one
+  // message and exit status 3, never an abort.
+  try {
+    return vorctl::Run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    vorctl::PrintModuleFailure("stopped", VOR_E_OUT_OF_MEMORY);
+  } catch (const std::exception& e) {
+    vorctl::PrintModuleFailure(std::string("stopped: ") + e.what(), VOR_E_UNKNOWN_EXCEPTION);
+  } catch (...) {
+    vorctl::PrintModuleFailure("stopped", VOR_E_UNKNOWN_EXCEPTION);
+  }
+  return vorctl::kExitFailed;
 }

@@ -6,59 +6,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <charconv>
-#include <string_view>
 
 #include "module/tool_facts.h"
 #include "output.h"
 #include "vor/host_services.h"
 
 namespace vorctl {
-namespace {
-
-// The text of `line` between `before` and the last `after`; false when the
-// line does not have that shape.
-bool Between(std::string_view line, std::string_view before, std::string_view after,
-             std::string_view& out) {
-  if (line.substr(0, before.size()) != before || line.size() < before.size() + after.size() ||
-      line.substr(line.size() - after.size()) != after) {
-    return false;
-  }
-  out = line.substr(before.size(), line.size() - before.size() - after.size());
-  return true;
-}
-
-}  // namespace
-
-OsRelease ModuleOsRelease(const vor::host::Session& session) {
-  // "vor: Host OS name <N>, version <V>" or "... OS release info with error 0x<code>".
-  constexpr std::string_view kFound = "vor: Host OS name <";
-  constexpr std::string_view kFailed = "vor: Can't get OS release info with error 0x";
-  OsRelease release{VOR_E_UNEXPECTED, {}, {}};
-  for (const std::string& line : session.startupLines()) {
-    std::string_view both;
-    if (Between(line, kFound, ">", both)) {
-      const std::size_t split = both.rfind(">, version <");
-      if (split == std::string_view::npos) continue;
-      release = {VOR_OK, std::string(both.substr(0, split)), std::string(both.substr(split + 12))};
-    } else if (line.compare(0, kFailed.size(), kFailed) == 0) {
-      release = {VOR_E_UNEXPECTED, {}, {}};
-      const char* digits = line.data() + kFailed.size();
-      std::from_chars(digits, line.data() + line.size(), release.result, 16);
-    }
-  }
-  return release;
-}
-
-std::vector<std::string> ModuleLibraryDirectories(const vor::host::Session& session) {
-  std::vector<std::string> directories;
-  for (const std::string& line : session.startupLines()) {
-    std::string_view dir;
-    if (Between(line, "vor: Library directory <", "> is existing", dir)) directories.emplace_back(dir);
-  }
-  return directories;
-}
-
 CriticalFiles ConfirmedFileSet(vor::host::Session& session) {
   CriticalFiles files;
   vor::Ref<zel::IAllocator> allocator;

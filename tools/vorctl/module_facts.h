@@ -1,7 +1,6 @@
-// Facts the host ABI does not expose, as the loaded module tells them: the OS
-// release and library directories it found are read from its own lines of
-// starting up; the critical file set is vorctl's copy of the module's table
-// (module/tool_facts.h) with every path confirmed by the loaded module.
+// The critical file set as the loaded module holds it: vorctl's copy of the
+// module's table (module/tool_facts.h) with every path confirmed by the
+// loaded module; and whether a path is present below the sysroot.
 #ifndef VOR_TOOLS_VORCTL_MODULE_FACTS_H_
 #define VOR_TOOLS_VORCTL_MODULE_FACTS_H_
 
@@ -12,14 +11,6 @@
 #include "vor/session.hpp"
 
 namespace vorctl {
-
-struct OsRelease {
-  zel::result_t result = VOR_OK;
-  std::string name;
-  std::string version;
-};
-OsRelease ModuleOsRelease(const vor::host::Session& session);
-std::vector<std::string> ModuleLibraryDirectories(const vor::host::Session& session);
 
 struct CriticalFiles {
   bool ok = true;                  // false: a failure was printed on stderr

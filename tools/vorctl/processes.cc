@@ -1,28 +1,54 @@
 #include "processes.h"
 
+#include "output.h"
+
 #include <dirent.h>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
 namespace vorctl {
 
-std::vector<std::uint32_t> ListProcessIds() {
-  std::vector<std::uint32_t> pids;
+bool ListProcessIds(std::vector<std::uint32_t>& pids) {
+  pids.clear();
   DIR* proc = opendir("/proc");
-  if (proc == nullptr) return pids;
-  while (const dirent* entry = readdir(proc)) {
+  if (proc == nullptr) {
+    PrintError(std::string("cannot list the processes in /proc: ") + std::strerror(errno));
+    return false;
+  }
+  const auto self = static_cast<std::uint32_t>(::getpid());
+  bool found = false;
+  int error = 0;
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(proc);
+    if (entry == nullptr) {
+      error = errno;
+      break;
+    }
     const std::string_view name = entry->d_name;
     std::uint32_t pid = 0;
     const auto [end, ec] = std::from_chars(name.data(), name.data() + name.size(), pid);
-    if (ec == std::errc() && end == name.data() + name.size() && pid != 0) pids.push_back(pid);
+    if (ec != std::errc() || end != name.data() + name.size() || pid == 0) continue;
+    pids.push_back(pid);
+    found = found || pid == self;
   }
   closedir(proc);
-  return pids;
+  if (error != 0) {
+    PrintError(std::string("cannot list the processes in /proc: ") + std::strerror(error));
+    return false;
+  }
+  if (!found) {
+    PrintError("cannot list the processes: /proc does not show this process; is it mounted?");
+    return false;
+  }
+  return true;
 }
 
 bool IsKernelThread(std::uint32_t pid) {

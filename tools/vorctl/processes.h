@@ -10,8 +10,10 @@
 
 namespace vorctl {
 
-// The ids of the running processes, read from /proc.
-std::vector<std::uint32_t> ListProcessIds();
+// The ids of the running processes, read from /proc; on failure prints why
+// and returns false. A /proc that does not hold vorctl's own process is not
+// the process file system (not mounted, or another one over it).
+bool ListProcessIds(std::vector<std::uint32_t>& pids);
 
 // Whether the kernel marks the process a kernel thread (PF_KTHREAD in
 // /proc/PID/stat); false when that cannot be read.
