@@ -373,7 +373,7 @@ zel::result_t OpenLocalFile(const std::string& path, Ref<zel::IIo>& out, std::st
     return VOR_E_INVALID_PATH_NAME;
   }
   ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-  out = PosixFile::Adopt(fd);
+  out = PosixFile::Adopt(fd, kMaxStorageFileBytes);
   if (!out) {
     error = "out of memory";
     return VOR_E_OUT_OF_MEMORY;
