@@ -70,7 +70,7 @@ zel::result_t DirectoryStorage::Open(const char16_t* name, std::uint32_t mode, z
     ::close(fd);
     return ResultFromErrno(error);
   }
-  Ref<zel::IIo> file = PosixFile::Adopt(fd);
+  Ref<zel::IIo> file = PosixFile::Adopt(fd, kMaxStorageFileBytes);
   if (!file) return zel::kErrOutOfMemory;
   *out = file.detach();
   return zel::kOk;

@@ -29,7 +29,8 @@ class DirectoryStorage : public HostObject<zel::IStorage> {
   int open_error() const { return openError_; }
 
   // Mode 0 (read) only. Regular files only; a FIFO or device is refused
-  // without blocking on it.
+  // without blocking on it. A file gives at most kMaxStorageFileBytes, as
+  // the lumo file factory's give their own cap (PosixFile).
   zel::result_t Open(const char16_t* name, std::uint32_t mode, zel::IIo** out) override;
 
  private:

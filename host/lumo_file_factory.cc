@@ -101,7 +101,7 @@ zel::result_t LumoFileFactory::Open(const char16_t* path, std::uint32_t access,
     ::close(fd);
     return code;
   }
-  Ref<zel::IIo> file = PosixFile::Adopt(fd);
+  Ref<zel::IIo> file = PosixFile::Adopt(fd, kMaxLumoFileBytes);
   if (!file) return zel::kErrOutOfMemory;
   *out = file.detach();
   return zel::kOk;

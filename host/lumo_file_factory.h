@@ -31,7 +31,9 @@ class LumoFileFactory final : public HostObject<zel::ILumoFileFactory> {
 
   // access 1 (read), share 0-3 (POSIX has no share modes), disposition 4
   // (existing file only), flags 0. Follows symbolic links; refuses anything
-  // but a regular file without blocking on it.
+  // but a regular file without blocking on it. The file gives at most
+  // kMaxLumoFileBytes: a larger one answers GetSize, and reads past the cap,
+  // with PosixFile::kTooBig.
   zel::result_t Open(const char16_t* path, std::uint32_t access, std::uint32_t share,
                      std::uint32_t disposition, std::uint32_t flags, zel::IIo** out) override;
 

@@ -35,9 +35,9 @@ zel::result_t ResultFromErrno(int error) {
   return value < 65536 ? 0x80060000u | value : zel::kErrPlatform;
 }
 
-Ref<zel::IIo> PosixFile::Adopt(int fd) {
+Ref<zel::IIo> PosixFile::Adopt(int fd, std::uint64_t maxBytes) {
   if (fd < 0) return nullptr;
-  auto* file = new (std::nothrow) PosixFile(fd);
+  auto* file = new (std::nothrow) PosixFile(fd, maxBytes);
   if (file == nullptr) {
     ::close(fd);
     return nullptr;
@@ -50,9 +50,16 @@ PosixFile::~PosixFile() { ::close(fd_); }
 zel::result_t PosixFile::Read(void* buffer, std::uint32_t size, std::uint32_t* bytesRead) {
   if (bytesRead != nullptr) *bytesRead = 0;
   if (buffer == nullptr && size != 0) return zel::kErrInvalidArgument;
+  const off_t at = ::lseek(fd_, 0, SEEK_CUR);
+  if (at < 0) return ResultFromErrno(errno);
+  const std::uint64_t room =
+      static_cast<std::uint64_t>(at) < maxBytes_ ? maxBytes_ - static_cast<std::uint64_t>(at) : 0;
+  // A read that reaches past the cap asks for one byte beyond it: a file
+  // that ends at the cap is whole, one that goes on is too big.
+  const std::uint32_t want = size <= room ? size : static_cast<std::uint32_t>(room + 1);
   std::uint32_t done = 0;
-  while (done < size) {
-    const ssize_t n = ::read(fd_, static_cast<char*>(buffer) + done, size - done);
+  while (done < want) {
+    const ssize_t n = ::read(fd_, static_cast<char*>(buffer) + done, want - done);
     if (n < 0) {
       if (errno == EINTR) continue;
       const zel::result_t code = ResultFromErrno(errno);
@@ -62,8 +69,9 @@ zel::result_t PosixFile::Read(void* buffer, std::uint32_t size, std::uint32_t* b
     if (n == 0) break;  // end of file
     done += static_cast<std::uint32_t>(n);
   }
-  if (bytesRead != nullptr) *bytesRead = done;
-  return zel::kOk;
+  const bool tooBig = done > room;
+  if (bytesRead != nullptr) *bytesRead = tooBig ? static_cast<std::uint32_t>(room) : done;
+  return tooBig ? kTooBig : zel::kOk;
 }
 
 zel::result_t PosixFile::Write(const void* buffer, std::uint32_t size,
@@ -115,6 +123,7 @@ zel::result_t PosixFile::GetSize(std::uint64_t* size) {
   *size = 0;
   struct stat info {};
   if (::fstat(fd_, &info) != 0) return ResultFromErrno(errno);
+  if (static_cast<std::uint64_t>(info.st_size) > maxBytes_) return kTooBig;
   *size = static_cast<std::uint64_t>(info.st_size);
   return zel::kOk;
 }

@@ -18,6 +18,7 @@
 #include "host/feature_flags.h"
 #include "host/lumo_file_factory.h"
 #include "host/malloc_allocator.h"
+#include "host/module_trust.h"
 #include "host/posix_file.h"
 #include "host/process_pin.h"
 #include "host/service_locator.h"
@@ -43,10 +44,10 @@ int check_context;
 // objects is alive; otherwise unloading would pull code from under them.
 struct Module {
   ~Module() {
-    if (handle != nullptr && canUnload != nullptr && canUnload() == VOR_OK) dlclose(handle);
+    if (library.loaded() && canUnload != nullptr && canUnload() == VOR_OK) library.Unload();
   }
 
-  void* handle = nullptr;
+  TrustedModule library;
   zelGetObjectFactoryFn getFactory = nullptr;
   zelCanUnloadModuleFn canUnload = nullptr;
   std::string version;
@@ -202,21 +203,16 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
       return fail(VOR_E_MODULE_NOT_FOUND, "cannot find the installed libvor.so; name the module");
     }
     auto module = std::make_shared<Module>();
-    module->handle = dlopen(impl->modulePath.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (module->handle == nullptr) {
-      const char* text = dlerror();
-      return fail(VOR_E_MODULE_NOT_FOUND, "cannot load module '" + impl->modulePath +
-                                              "': " + (text ? text : "unknown error"));
-    }
+    code = module->library.Load(impl->modulePath, why);
+    if (zel::Failed(code)) return fail(code, why);
     module->getFactory =
-        reinterpret_cast<zelGetObjectFactoryFn>(dlsym(module->handle, "zelGetObjectFactory"));
+        reinterpret_cast<zelGetObjectFactoryFn>(module->library.Symbol("zelGetObjectFactory"));
     module->canUnload =
-        reinterpret_cast<zelCanUnloadModuleFn>(dlsym(module->handle, "zelCanUnloadModule"));
+        reinterpret_cast<zelCanUnloadModuleFn>(module->library.Symbol("zelCanUnloadModule"));
     const auto* version =
-        static_cast<const ModuleVersionRecord*>(dlsym(module->handle, "zelModuleVersion"));
+        static_cast<const ModuleVersionRecord*>(module->library.Symbol("zelModuleVersion"));
     if (module->getFactory == nullptr || module->canUnload == nullptr || version == nullptr) {
-      dlclose(module->handle);
-      module->handle = nullptr;
+      module->library.Unload();
       return fail(VOR_E_SYMBOL_NOT_FOUND,
                   "'" + impl->modulePath + "' is not a libvor module: its exports are missing");
     }
@@ -417,7 +413,7 @@ zel::result_t OpenLocalFile(const std::string& path, Ref<zel::IIo>& out, std::st
     return VOR_E_INVALID_PATH_NAME;
   }
   ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-  out = PosixFile::Adopt(fd);
+  out = PosixFile::Adopt(fd, kMaxStorageFileBytes);
   if (!out) {
     error = "out of memory";
     return VOR_E_OUT_OF_MEMORY;

@@ -190,9 +190,11 @@ zel::result_t XmlFactory::OpenDocument(zel::IIo* source, std::uint32_t format,
     // Refuse an oversized document before reading it when its size is known;
     // the read below enforces the cap for streams that cannot tell.
     std::uint64_t size = 0;
-    if (source->GetSize(&size) == zel::kOk && size > maxBytes_) {
-      Fail("xml: document of " + std::to_string(size) + " bytes exceeds the limit of " +
-           std::to_string(maxBytes_));
+    const zel::result_t sized = source->GetSize(&size);
+    if (sized == kTooBig || (sized == zel::kOk && size > maxBytes_)) {
+      Fail(sized == kTooBig ? "xml: document exceeds its file's cap"
+                            : "xml: document of " + std::to_string(size) +
+                                  " bytes exceeds the limit of " + std::to_string(maxBytes_));
       return kTooBig;
     }
     std::string content;

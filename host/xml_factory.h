@@ -11,6 +11,7 @@
 #include <string>
 
 #include "host/host_object.h"
+#include "host/posix_file.h"
 #include "vor/host_services.h"
 #include "vor/ref.h"
 #include "vor/xml.h"
@@ -27,7 +28,8 @@ struct XmlParseError {
 
 class XmlFactory : public HostObject<zel::IXmlFactory> {
  public:
-  static constexpr std::size_t kDefaultMaxBytes = 16u << 20;
+  // Documents come from the storage: its cap on a file is the default.
+  static constexpr std::size_t kDefaultMaxBytes = kMaxStorageFileBytes;
   // Refused results.
   static constexpr zel::result_t kNotSupported = zel::kErrNotSupported;
   static constexpr zel::result_t kTooBig = zel::kErrFileTooBig;

@@ -25,7 +25,7 @@ cd "$root"
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target vor_fuzzers -- -j2
 
-fuzzers=(key_value release_file proc_status file_list_xml process_list_xml utf trace_line)
+fuzzers=(key_value release_file proc_status file_list_xml process_list_xml utf trace_line elf_export)
 bin="$root/build/fuzz/fuzz"
 work=${FUZZ_WORK:-/tmp/vor-fuzz}/$mode
 rm -rf "$work"

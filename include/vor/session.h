@@ -54,7 +54,14 @@ typedef struct vor_session_options {
   /* sizeof(vor_session_options) as the caller knows it, so that the struct
    * can grow: fields past `size` take their defaults. */
   size_t size;
-  /* The libvor.so to load; NULL: the installed one, found beside libvor-host. */
+  /* The libvor.so to load; NULL: the installed one, found beside libvor-host.
+   * A path with a '/': a bare name is refused, never searched for. When the
+   * effective user is root, the module loads only if root alone can change
+   * it (the file and its folder owned by root and not writable by group or
+   * others, every folder above owned by root and either not writable by group
+   * or others or sticky) and it is an x86-64 ELF shared object defining
+   * zelGetObjectFactory, read without loading it; otherwise
+   * VOR_E_ACCESS_DENIED. */
   const char* module_path;
   /* The storage directory vor_proc.xms is read from; NULL: an empty storage. */
   const char* storage_dir;

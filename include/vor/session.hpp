@@ -23,7 +23,10 @@
 namespace vor::host {
 
 struct SessionOptions {
-  std::string modulePath;  // empty: the installed module beside libvor-host
+  // Empty: the installed module beside libvor-host. Rules as for module_path
+  // of vor/session.h: a path with a '/'; as root, a module only root can
+  // change, and a module (zel::kErrAccessDenied, the rule in Open's error).
+  std::string modulePath;
   std::string storageDir;  // empty: an empty storage
   std::string root;        // empty or "/": absolute paths as they stand
   std::vector<std::pair<std::string, std::string>> flags;        // feature flags

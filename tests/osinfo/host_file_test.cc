@@ -19,7 +19,7 @@ TEST(PosixFileTest, EverySlotOverADescriptor) {
   const int fd = ::mkstemp(path);
   ASSERT_GE(fd, 0);
   {
-    const Ref<zel::IIo> io = PosixFile::Adopt(fd);
+    const Ref<zel::IIo> io = PosixFile::Adopt(fd, kMaxLumoFileBytes);
     ASSERT_TRUE(io);
     std::uint32_t count = 0;
     std::uint64_t value = 0;
@@ -47,12 +47,42 @@ TEST(PosixFileTest, EverySlotOverADescriptor) {
   }
   EXPECT_EQ(::fcntl(fd, F_GETFD), -1);  // the last reference closed the descriptor
   EXPECT_EQ(std::filesystem::file_size(path), 4u);
-  EXPECT_FALSE(PosixFile::Adopt(-1));
-  const Ref<zel::IIo> reader = PosixFile::Adopt(::open(path, O_RDONLY | O_CLOEXEC));
+  EXPECT_FALSE(PosixFile::Adopt(-1, kMaxLumoFileBytes));
+  const Ref<zel::IIo> reader = PosixFile::Adopt(::open(path, O_RDONLY | O_CLOEXEC), kMaxLumoFileBytes);
   std::uint32_t written = 7;
   EXPECT_EQ(reader->Write("x", 1, &written), zel::kErrInvalidHandle);  // EBADF
   EXPECT_EQ(written, 0u);
   ::unlink(path);
+}
+
+// A file read through a cap: whole up to it, refused past it, also when it
+// grew after it was opened. The caps of real files are rows of
+// data/release_trees.txt.
+TEST(PosixFileTest, ReadsStopAtTheCap) {
+  char path[] = "/tmp/vor_posix_cap_XXXXXX";
+  const int writer = ::mkstemp(path);
+  ASSERT_GE(writer, 0);
+  const Ref<zel::IIo> io = PosixFile::Adopt(::open(path, O_RDONLY | O_CLOEXEC), 8);
+  ::unlink(path);
+  ASSERT_TRUE(io);
+  ASSERT_EQ(::write(writer, "12345678", 8), 8);
+  std::uint64_t size = 0;
+  char buffer[16] = {};
+  std::uint32_t got = 9;
+  EXPECT_EQ(io->GetSize(&size), 0u);
+  EXPECT_EQ(size, 8u);
+  EXPECT_EQ(io->Read(buffer, sizeof buffer, &got), 0u) << "a file exactly at its cap is whole";
+  EXPECT_EQ(std::string(buffer, got), "12345678");
+  ASSERT_EQ(::write(writer, "9", 1), 1);
+  ::close(writer);
+  EXPECT_EQ(io->GetSize(&size), PosixFile::kTooBig);
+  EXPECT_EQ(io->Read(buffer, sizeof buffer, &got), PosixFile::kTooBig);
+  EXPECT_EQ(got, 0u);
+  ASSERT_EQ(io->Seek(4, zel::IIo::kSeekBegin, nullptr), 0u);
+  EXPECT_EQ(io->Read(buffer, 4, &got), 0u) << "reads that stay below the cap go on";
+  ASSERT_EQ(io->Seek(4, zel::IIo::kSeekBegin, nullptr), 0u);
+  EXPECT_EQ(io->Read(buffer, sizeof buffer, &got), PosixFile::kTooBig);
+  EXPECT_EQ(std::string(buffer, got), "5678") << "the bytes up to the cap arrive";
 }
 
 // The rest of the factory's refusals are rows of data/release_trees.txt.

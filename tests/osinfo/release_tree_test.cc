@@ -96,10 +96,13 @@ TEST(ReleaseTreeTest, EachTreeGivesItsAnswerAndTrace) {
       } else if (kind == "fifo") {
         ::mkfifo(file.c_str(), 0600);
       } else {
-        std::ofstream out(file, std::ios::binary);
+        std::string content;
         for (const std::string& line : lines) {  // a backslash at the end: no line end
-          out << (line.ends_with('\\') ? line.substr(0, line.size() - 1) : line + "\n");
+          content += line.ends_with('\\') ? line.substr(0, line.size() - 1) : line + "\n";
         }
+        std::ofstream(file, std::ios::binary) << "";
+        if (kind == "sparse") fs::resize_file(file, std::stoull(target) - content.size());
+        std::ofstream(file, std::ios::binary | std::ios::app) << content;
       }
     }
     const std::string expected = Joined(answer);  // as vorctl prints it; empty when nothing is found

@@ -26,3 +26,10 @@ make_zombie() {
   echo "$! $(cat "$D/zombie")"
   rm "$D/zombie"
 }
+# Runs its arguments where /proc lists no process (a tmpfs over it) but
+# /proc/self still leads to the real one, as loading a module as root needs.
+hide_proc() {
+  mkdir -p "$D/proc"
+  unshare -m sh -c 'mount --bind /proc "$0/proc" && mount -t tmpfs vor-test /proc &&
+    ln -s "$0/proc/self" /proc/self && exec "$@"' "$D" "$@"
+}
