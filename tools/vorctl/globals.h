@@ -20,7 +20,7 @@ enum ExitStatus : int {
 struct Globals {
   std::string modulePath;  // empty: the module beside the tool
   std::string storageDir;  // empty: an empty storage
-  std::string sysroot = "/";
+  std::string sysroot;  // empty: "/"
   std::vector<std::string> flags;    // NAME=VALUE
   std::vector<std::string> env;      // NAME=VALUE
   std::string traceLevel;            // empty: no trace

@@ -1,16 +1,22 @@
 // vorctl: administer and try out the libvor module from the command line.
 #include <signal.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
 #include "globals.h"
+#include "help.h"
 #include "host_session.h"
 #include "output.h"
 
@@ -46,6 +52,7 @@ int Run(int argc, char** argv) {
 
   CLI::App app("vorctl: ask the libvor module which files and processes are critical to the OS",
                "vorctl");
+  SetUpHelp(app);
   // A parent that ignores SIGPIPE must not turn "vorctl ps | head" into an error.
   ::signal(SIGPIPE, SIG_DFL);
   app.add_flag("--version", globals.version, "print vorctl's and the loaded module's versions");
@@ -58,31 +65,36 @@ int Run(int argc, char** argv) {
       "  vorctl check-file /usr/bin/ls             is this file critical?\n"
       "  vorctl --json check-pid 1234              is this process critical? (JSON)\n"
       "  vorctl --storage /srv/st --trace info ps  every process, with a process list in force\n"
-      "Exit status: 3 a question failed (check-file, check-pid, os-release, explain), the\n"
-      "process list in force failed, or output could not be written; otherwise 1 when\n"
-      "check-file/check-pid found something not critical or validate-proc-list an invalid\n"
-      "document; otherwise 0. 2 for usage errors.");
+      "  vorctl COMMAND --help                     what a command does, with examples\n"
+      "\n"
+      "Exit status: 3 when a question failed (a process that exited while asked and a\n"
+      "kernel thread included), the last load of the process list failed, vorctl could\n"
+      "not do its job or could not write its output; otherwise 1 when check-file or\n"
+      "check-pid found something not critical or validate-proc-list an invalid\n"
+      "document; otherwise 0. 2 for usage errors. See vorctl(1).");
   app.add_option("--module", globals.modulePath,
-                 "the libvor.so to load (default: the one built or installed beside vorctl)")
+                 "the libvor.so to load (default: the one installed or built beside vorctl)")
       ->type_name("PATH");
   app.add_option("--storage", globals.storageDir,
-                 "storage directory holding vor_proc.xms (default: an empty storage)")
+                 "the storage folder whose vor_proc.xms is read (default: an empty storage)")
       ->type_name("DIR");
   app.add_option("--sysroot", globals.sysroot,
-                 "read release files and test samples below DIR, as under a chroot")
-      ->type_name("DIR")
-      ->default_val("/");
-  app.add_option("--flag", globals.flags, "a host feature flag NAME=VALUE (repeatable)")
-      ->type_name("NAME=VALUE");
-  app.add_option("--env", globals.env, "a host environment value NAME=VALUE (repeatable)")
-      ->type_name("NAME=VALUE");
+                 "read release files and test samples below DIR, as under a chroot (default: /)")
+      ->type_name("DIR");
+  app.add_option("--flag", globals.flags, "set a host feature flag; repeat for more")
+      ->type_name("NAME=VALUE")
+      ->allow_extra_args(false);
+  app.add_option("--env", globals.env, "set a host environment value for %NAME%; repeat for more")
+      ->type_name("NAME=VALUE")
+      ->allow_extra_args(false);
   app.add_option("--trace", globals.traceLevel,
-                 "write module trace lines up to LEVEL: error, warning, info, debug or a number")
+                 "write the module's trace lines up to LEVEL (error, warning, info, debug or a "
+                 "number) to stderr")
       ->type_name("LEVEL")
       ->check([](const std::string& text) {
         return ParseTraceLevel(text) ? std::string() : "invalid trace level '" + text + "'";
       });
-  app.add_option("--trace-file", globals.traceFile, "write trace lines to FILE instead of stderr")
+  app.add_option("--trace-file", globals.traceFile, "write the --trace lines to FILE instead")
       ->type_name("FILE");
   app.add_flag("--json", globals.json, "machine-readable output on stdout");
 
@@ -95,14 +107,25 @@ int Run(int argc, char** argv) {
   AddListFilesCommand(app, globals, status);
   AddValidateProcListCommand(app, globals, status);
 
+  // "vorctl help [COMMAND]" and "vorctl version", as people type them.
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (!args.empty() && args[0] == "help") {
+    args[0] = "--help";
+    if (args.size() > 1) std::swap(args[0], args[1]);
+  } else if (!args.empty() && args[0] == "version") {
+    args[0] = "--version";
+  }
+  std::reverse(args.begin(), args.end());  // CLI11 takes them last first
   try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp& e) {
-    return app.exit(e);
-  } catch (const CLI::CallForAllHelp& e) {
-    return app.exit(e);
+    app.parse(args);
+  } catch (const CLI::CallForHelp&) {
+    Out() << app.help();  // the command's help when a command was named
+    return Finish(kExitOk);
+  } catch (const CLI::CallForAllHelp&) {
+    Out() << app.help("", CLI::AppFormatMode::All);
+    return Finish(kExitOk);
   } catch (const CLI::ParseError& e) {
-    PrintError(e.what());
+    PrintError(UsageErrorText(app, e));
     std::cerr << "Run 'vorctl --help' for usage.\n";
     return kExitUsage;
   }
@@ -113,6 +136,29 @@ int Run(int argc, char** argv) {
 
 }  // namespace
 }  // namespace vorctl
+
+namespace {
+
+// Where no handler can catch it — an allocation failing before main, as the
+// parser builds its static tables, or inside a destructor — vorctl still ends
+// with one message and exit status 3, never an abort. No allocation here.
+[[noreturn]] void Stopped() noexcept {
+  const char* text = "vorctl: stopped: Unknown exception (0x80000072)\n";
+  try {
+    if (const std::exception_ptr current = std::current_exception()) std::rethrow_exception(current);
+  } catch (const std::bad_alloc&) {
+    text = "vorctl: stopped: Out of memory (0x80000041)\n";
+  } catch (...) {
+  }
+  if (::write(STDERR_FILENO, text, std::strlen(text)) < 0) {
+  }
+  ::_exit(vorctl::kExitFailed);
+}
+
+// Before any static object of the program is made.
+__attribute__((constructor(101))) void HandleTerminate() { std::set_terminate(Stopped); }
+
+}  // namespace
 
 int main(int argc, char** argv) {
   // Whatever stops vorctl midway — memory, above all — ends it with one
