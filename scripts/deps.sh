@@ -6,7 +6,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ binutils libgtest-dev libgmock-dev libbenchmark-dev
-          libpugixml-dev libcli11-dev nlohmann-json3-dev)
+          libpugixml-dev libcli11-dev nlohmann-json3-dev python3-pytest python3-prometheus-client)
 for flag in "$@"; do
   case "$flag" in
     --fuzz) packages+=(clang libclang-rt-dev) ;;

@@ -31,15 +31,6 @@ struct Row {
   std::vector<std::string> trace;
 };
 
-// The mount namespace link of a process; empty when unreadable, `denied` set
-// when that was for want of privilege.
-std::string MountNamespace(const std::string& pid, bool& denied) {
-  char target[64];
-  const ssize_t n = ::readlink(("/proc/" + pid + "/ns/mnt").c_str(), target, sizeof target);
-  if (n < 0 && (errno == EACCES || errno == EPERM)) denied = true;
-  return n > 0 ? std::string(target, static_cast<std::size_t>(n)) : std::string();
-}
-
 std::string Verdict(const ProcessAnswer& asked) {
   const vor::host::Answer& answer = asked.answer;
   if (zel::Succeeded(answer.result)) return answer.critical ? "critical" : "not critical";

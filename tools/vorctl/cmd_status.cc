@@ -1,23 +1,14 @@
 // status (the default command): what the loaded module sees on this machine.
-#include <algorithm>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "commands.h"
 #include "host_session.h"
-#include "module/tool_facts.h"
-#include "module_facts.h"
 #include "output.h"
-#include "processes.h"
+#include "survey.h"
 
 namespace vorctl {
 namespace {
-
-struct CriticalProcess {
-  std::uint32_t pid;
-  std::string image;
-};
 
 const char* StateName(vor_list_state state) {
   switch (state) {
@@ -29,91 +20,90 @@ const char* StateName(vor_list_state state) {
 
 Json OrNull(std::uint32_t value) { return value == 0 ? Json() : Json(value); }
 
+void PrintJsonStatus(const vor::host::Session& session, const Survey& survey, const Globals& globals) {
+  const vor::host::ProcessListState& list = survey.list;
+  const bool lastFailed = zel::Failed(list.lastLoad.result);
+  const vor::host::XmlSyntaxError& syntax = list.lastLoad.syntax;
+  Json processes = Json::array();
+  for (const CriticalProcess& p : survey.critical) processes.push_back({{"pid", p.pid}, {"image", p.image}});
+  PrintJson({{"os",
+              {{"name", survey.module.releaseName},
+               {"version", survey.module.releaseVersion},
+               {"result", FormatResult(survey.module.release)},
+               {"message", ResultMessage(survey.module.release)}}},
+             {"module", {{"path", session.modulePath()}, {"version", session.moduleVersion()}}},
+             {"library_directories", survey.module.libraryDirectories},
+             {"critical_files", {{"listed", survey.files.paths.size()}, {"present", survey.present}}},
+             {"process_list",
+              {{"state", StateName(lastFailed ? VOR_LIST_FAILED : list.inForce)},
+               {"in_force", StateName(list.inForce)},
+               {"file", globals.storageDir.empty() ? Json() : Json(ListFile(globals))},
+               {"entries", list.entries},
+               {"matches_every_process", survey.matchesEveryProcess},
+               {"result", FormatResult(list.lastLoad.result)},
+               {"message", ResultMessage(list.lastLoad.result)},
+               {"line", OrNull(syntax.line)},
+               {"column", OrNull(syntax.column)},
+               {"description", lastFailed && syntax.line != 0 ? Json(syntax.description) : Json()}}},
+             {"critical_processes", survey.processesListed ? processes : Json()}});
+}
+
+void PrintTextStatus(const vor::host::Session& session, const Survey& survey, const Globals& globals) {
+  const vor::host::ModuleFacts& module = survey.module;
+  Out() << "OS release:          ";
+  if (zel::Failed(module.release)) {
+    Out() << "unknown (" << ResultMessage(module.release) << ", " << FormatResult(module.release) << ")\n";
+  } else {
+    Out() << module.releaseName << ' ' << module.releaseVersion << '\n';
+  }
+  Out() << "Module:              " << session.modulePath() << " (version " << session.moduleVersion() << ")\n";
+  Out() << "Library directories:";
+  for (const std::string& dir : module.libraryDirectories) Out() << ' ' << dir;
+  Out() << "\nCritical files:      " << survey.files.paths.size() << " listed, " << survey.present
+        << " present here\n";
+  const vor::host::ProcessListState& list = survey.list;
+  const bool lastFailed = zel::Failed(list.lastLoad.result);
+  Out() << "Process list:        ";
+  if (list.inForce == VOR_LIST_LOADED) {
+    Out() << "loaded, " << list.entries << " entries from " << ListFile(globals);
+    if (lastFailed) Out() << ", but the last load failed: ";
+  } else if (lastFailed) {
+    Out() << "failed: " << ListFile(globals) << ": ";
+  } else {
+    Out() << "none";
+  }
+  if (lastFailed) {
+    const vor::host::XmlSyntaxError& syntax = list.lastLoad.syntax;
+    Out() << ResultMessage(list.lastLoad.result) << " (" << FormatResult(list.lastLoad.result) << ")";
+    if (syntax.line != 0) {
+      Out() << ", line " << syntax.line << ", column " << syntax.column << ": " << syntax.description;
+    }
+  }
+  Out() << "\nCritical processes:  ";
+  if (!survey.processesListed) {
+    Out() << "unknown: /proc cannot be listed\n";
+    return;
+  }
+  Out() << survey.critical.size() << "\n";
+  for (const CriticalProcess& p : survey.critical) {
+    Out() << "  " << p.pid << ' ' << (p.image.empty() ? "?" : p.image) << '\n';
+  }
+}
+
 }  // namespace
 
 int RunStatus(const Globals& globals) {
   int status = kExitOk;
   std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
   if (!session) return status;
-
-  const vor::host::ModuleFacts facts = session->moduleFacts();
-  const CriticalFiles files = ConfirmedFileSet(*session);
-  const Presence present(globals);
-  const auto presentCount = std::count_if(files.paths.begin(), files.paths.end(), std::cref(present));
-  const vor::host::ProcessListState list = session->processListState();
-  const bool lastFailed = zel::Failed(list.lastLoad.result);
-  const vor::host::XmlSyntaxError& syntax = list.lastLoad.syntax;
-  std::vector<CriticalProcess> critical;
-  std::vector<std::uint32_t> pids;
-  const bool listed = ListProcessIds(pids);
-  for (std::uint32_t pid : pids) {
-    if (!session->CheckPid(pid).critical) continue;
-    CriticalProcess process{pid, {}};
-    vor::facts::ReadImagePath(pid, process.image);
-    critical.push_back(std::move(process));
-  }
-
+  const Survey survey = TakeSurvey(*session, globals);
   if (globals.json) {
-    Json processes = Json::array();
-    for (const CriticalProcess& p : critical) processes.push_back({{"pid", p.pid}, {"image", p.image}});
-    PrintJson({{"os",
-                {{"name", facts.releaseName},
-                 {"version", facts.releaseVersion},
-                 {"result", FormatResult(facts.release)},
-                 {"message", ResultMessage(facts.release)}}},
-               {"module", {{"path", session->modulePath()}, {"version", session->moduleVersion()}}},
-               {"library_directories", facts.libraryDirectories},
-               {"critical_files", {{"listed", files.paths.size()}, {"present", presentCount}}},
-               {"process_list",
-                {{"state", StateName(lastFailed ? VOR_LIST_FAILED : list.inForce)},
-                 {"in_force", StateName(list.inForce)},
-                 {"file", globals.storageDir.empty() ? Json() : Json(ListFile(globals))},
-                 {"entries", list.entries},
-                 {"result", FormatResult(list.lastLoad.result)},
-                 {"message", ResultMessage(list.lastLoad.result)},
-                 {"line", OrNull(syntax.line)},
-                 {"column", OrNull(syntax.column)},
-                 {"description", lastFailed && syntax.line != 0 ? Json(syntax.description) : Json()}}},
-               {"critical_processes", listed ? processes : Json()}});
+    PrintJsonStatus(*session, survey, globals);
   } else {
-    Out() << "OS release:          ";
-    if (zel::Failed(facts.release)) {
-      Out() << "unknown (" << ResultMessage(facts.release) << ", " << FormatResult(facts.release) << ")\n";
-    } else {
-      Out() << facts.releaseName << ' ' << facts.releaseVersion << '\n';
-    }
-    Out() << "Module:              " << session->modulePath() << " (version "
-          << session->moduleVersion() << ")\n";
-    Out() << "Library directories:";
-    for (const std::string& dir : facts.libraryDirectories) Out() << ' ' << dir;
-    Out() << "\nCritical files:      " << files.paths.size() << " listed, " << presentCount
-          << " present here\n";
-    Out() << "Process list:        ";
-    if (list.inForce == VOR_LIST_LOADED) {
-      Out() << "loaded, " << list.entries << " entries from " << ListFile(globals);
-      if (lastFailed) Out() << ", but the last load failed: ";
-    } else if (lastFailed) {
-      Out() << "failed: " << ListFile(globals) << ": ";
-    } else {
-      Out() << "none";
-    }
-    if (lastFailed) {
-      Out() << ResultMessage(list.lastLoad.result) << " (" << FormatResult(list.lastLoad.result) << ")";
-      if (syntax.line != 0) {
-        Out() << ", line " << syntax.line << ", column " << syntax.column << ": " << syntax.description;
-      }
-    }
-    Out() << "\nCritical processes:  ";
-    if (listed) {
-      Out() << critical.size() << "\n";
-    } else {
-      Out() << "unknown: /proc cannot be listed\n";
-    }
-    for (const CriticalProcess& p : critical) {
-      Out() << "  " << p.pid << ' ' << (p.image.empty() ? "?" : p.image) << '\n';
-    }
+    PrintTextStatus(*session, survey, globals);
   }
-  if (ReportFailedList(*session, globals) || !files.ok || !listed) return kExitFailed;
+  WarnIfEveryProcess(survey, globals);
+  if (ReportFailedList(*session, globals) || !survey.files.ok || !survey.processesListed) return kExitFailed;
   return kExitOk;
 }
 
@@ -122,7 +112,8 @@ void AddStatusCommand(CLI::App& app, const Globals& globals, int& status) {
                                "files, the process list in force and running critical "
                                "processes (the default)")
       ->footer("Example: vorctl --storage /var/opt/storage status\n"
-               "Exit status: 0, or 3 when the process list in force failed.")
+               "Exit status: 0, or 3 when the last load of the process list failed or\n"
+               "/proc cannot be listed.")
       ->callback([&globals, &status] { status = RunStatus(globals); });
 }
 

@@ -18,6 +18,7 @@ void AddMakeTestSampleCommand(CLI::App& app, const Globals& globals, int& status
 void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status);
 void AddListFilesCommand(CLI::App& app, const Globals& globals, int& status);
 void AddValidateProcListCommand(CLI::App& app, const Globals& globals, int& status);
+void AddMetricsCommand(CLI::App& app, const Globals& globals, int& status);
 
 }  // namespace vorctl
 

@@ -106,6 +106,7 @@ int Run(int argc, char** argv) {
   AddOsReleaseCommand(app, globals, status);
   AddListFilesCommand(app, globals, status);
   AddValidateProcListCommand(app, globals, status);
+  AddMetricsCommand(app, globals, status);
 
   // "vorctl help [COMMAND]" and "vorctl version", as people type them.
   std::vector<std::string> args(argv + 1, argv + argc);

@@ -68,6 +68,13 @@ bool IsKernelThread(std::uint32_t pid) {
   return (flags & 0x00200000ul) != 0;
 }
 
+std::string MountNamespace(const std::string& pid, bool& denied) {
+  char target[64];
+  const ssize_t n = ::readlink(("/proc/" + pid + "/ns/mnt").c_str(), target, sizeof target);
+  if (n < 0 && (errno == EACCES || errno == EPERM)) denied = true;
+  return n > 0 ? std::string(target, static_cast<std::size_t>(n)) : std::string();
+}
+
 ProcessAnswer AskAboutProcess(vor::host::Session& session, std::uint32_t pid,
                               std::vector<std::string>* explain) {
   ProcessAnswer out;

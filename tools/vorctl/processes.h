@@ -19,6 +19,10 @@ bool ListProcessIds(std::vector<std::uint32_t>& pids);
 // /proc/PID/stat); false when that cannot be read.
 bool IsKernelThread(std::uint32_t pid);
 
+// The mount namespace link of a process ("self" for vorctl's own); empty when
+// unreadable, with `denied` set when that was for want of privilege.
+std::string MountNamespace(const std::string& pid, bool& denied);
+
 struct ProcessAnswer {
   vor::host::Answer answer;
   bool exited = false;        // the process exited while it was asked about
