@@ -5,6 +5,7 @@
 
 #include "host/host_failures.h"
 #include "vor/result.h"
+#include "vor/utf.h"
 
 namespace vor::host {
 namespace {
@@ -73,23 +74,7 @@ void SessionTracer::Commit(zel::TraceRecord* record) {
 }
 
 void SessionTracer::AppendEscaped(std::string& line, std::string_view text) {
-  static constexpr char kHex[] = "0123456789abcdef";
-  for (const char ch : text) {
-    const unsigned char c = static_cast<unsigned char>(ch);
-    if (c == '\n') {
-      line += "\\n";
-    } else if (c == '\r') {
-      line += "\\r";
-    } else if (c == '\t') {
-      line += "\\t";
-    } else if (c < 0x20 || c == 0x7f) {
-      line += "\\x";
-      line += kHex[c >> 4];
-      line += kHex[c & 0xf];
-    } else {
-      line += ch;
-    }
-  }
+  utf::Escape(text, [&line](char c) { line += c; });
 }
 
 void LineList::Take(std::uint32_t, std::string_view line) noexcept {

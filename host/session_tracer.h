@@ -1,8 +1,9 @@
 // The session's tracer. Lines up to the session's level go to its callback;
 // besides, a thread may collect the lines of its own calls (the explanation of
 // one decision, the facts of starting an instance) without seeing other
-// threads' lines. Control characters inside a record are escaped for the
-// callback, so that one record stays one line.
+// threads' lines. Control characters, backslashes and invalid UTF-8 inside a
+// record are escaped for the callback (vor/utf.h), so that one record stays
+// one line and no text steers a terminal.
 #ifndef VOR_HOST_SESSION_TRACER_H_
 #define VOR_HOST_SESSION_TRACER_H_
 
@@ -56,7 +57,7 @@ class SessionTracer : public HostObject<zel::ITracer>, private zel::ITraceSink {
   zel::result_t BeginRecord(std::uint32_t level, zel::TraceRecord* record,
                             std::uint32_t capacity) override;
 
-  // Appends `text` to `line` with control characters escaped.
+  // Appends `text` to `line`, escaped as utf::Escape does.
   static void AppendEscaped(std::string& line, std::string_view text);
 
  private:

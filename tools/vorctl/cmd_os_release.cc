@@ -25,7 +25,8 @@ void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status) {
                  {"result", FormatResult(facts.release)},
                  {"message", ResultMessage(facts.release)}});
     } else if (!failed) {
-      Out() << "name:    " << facts.releaseName << '\n' << "version: " << facts.releaseVersion << '\n';
+      Out() << "name:    " << Shown{facts.releaseName} << '\n'
+            << "version: " << Shown{facts.releaseVersion} << '\n';
     }
     if (failed) PrintModuleFailure("no usable OS release file", facts.release);
     status = failed ? kExitFailed : kExitOk;

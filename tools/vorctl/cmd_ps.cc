@@ -102,7 +102,7 @@ void AddPsCommand(CLI::App& app, const Globals& globals, int& status) {
       for (const Row& row : rows) {
         Out() << std::setw(7) << row.pid << ' ' << std::setw(7) << row.ppid << "  " << std::left
               << std::setw(14) << Verdict(row.asked) << std::right << ' '
-              << (row.image.empty() ? "-" : row.image)
+              << Shown{row.image.empty() ? "-" : row.image}
               << (row.otherMntNs.value_or(false) ? "  (other mount namespace)" : "") << '\n';
         for (const std::string& line : row.trace) Out() << "    " << line << '\n';
       }

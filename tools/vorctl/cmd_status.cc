@@ -54,21 +54,22 @@ void PrintTextStatus(const vor::host::Session& session, const Survey& survey, co
   if (zel::Failed(module.release)) {
     Out() << "unknown (" << ResultMessage(module.release) << ", " << FormatResult(module.release) << ")\n";
   } else {
-    Out() << module.releaseName << ' ' << module.releaseVersion << '\n';
+    Out() << Shown{module.releaseName} << ' ' << Shown{module.releaseVersion} << '\n';
   }
-  Out() << "Module:              " << session.modulePath() << " (version " << session.moduleVersion() << ")\n";
+  Out() << "Module:              " << Shown{session.modulePath()} << " (version "
+        << Shown{session.moduleVersion()} << ")\n";
   Out() << "Library directories:";
-  for (const std::string& dir : module.libraryDirectories) Out() << ' ' << dir;
+  for (const std::string& dir : module.libraryDirectories) Out() << ' ' << Shown{dir};
   Out() << "\nCritical files:      " << survey.files.paths.size() << " listed, " << survey.present
         << " present here\n";
   const vor::host::ProcessListState& list = survey.list;
   const bool lastFailed = zel::Failed(list.lastLoad.result);
   Out() << "Process list:        ";
   if (list.inForce == VOR_LIST_LOADED) {
-    Out() << "loaded, " << list.entries << " entries from " << ListFile(globals);
+    Out() << "loaded, " << list.entries << " entries from " << Shown{ListFile(globals)};
     if (lastFailed) Out() << ", but the last load failed: ";
   } else if (lastFailed) {
-    Out() << "failed: " << ListFile(globals) << ": ";
+    Out() << "failed: " << Shown{ListFile(globals)} << ": ";
   } else {
     Out() << "none";
   }
@@ -76,7 +77,7 @@ void PrintTextStatus(const vor::host::Session& session, const Survey& survey, co
     const vor::host::XmlSyntaxError& syntax = list.lastLoad.syntax;
     Out() << ResultMessage(list.lastLoad.result) << " (" << FormatResult(list.lastLoad.result) << ")";
     if (syntax.line != 0) {
-      Out() << ", line " << syntax.line << ", column " << syntax.column << ": " << syntax.description;
+      Out() << ", line " << syntax.line << ", column " << syntax.column << ": " << Shown{syntax.description};
     }
   }
   Out() << "\nCritical processes:  ";
@@ -86,7 +87,7 @@ void PrintTextStatus(const vor::host::Session& session, const Survey& survey, co
   }
   Out() << survey.critical.size() << "\n";
   for (const CriticalProcess& p : survey.critical) {
-    Out() << "  " << p.pid << ' ' << (p.image.empty() ? "?" : p.image) << '\n';
+    Out() << "  " << p.pid << ' ' << Shown{p.image.empty() ? "?" : p.image} << '\n';
   }
 }
 

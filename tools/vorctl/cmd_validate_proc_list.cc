@@ -117,14 +117,14 @@ int Validate(const Globals& globals, const std::string& path) {
                {"notes", notes}});
   } else {
     Out() << (valid ? "valid" : "invalid") << " (" << FormatResult(code) << " " << ResultMessage(code) << ")";
-    if (!report.reason.empty()) Out() << ": " << report.reason;
+    if (!report.reason.empty()) Out() << ": " << Shown{report.reason};
     if (located) {
-      Out() << ", line " << syntax.line << ", column " << syntax.column << ": " << syntax.description;
+      Out() << ", line " << syntax.line << ", column " << syntax.column << ": " << Shown{syntax.description};
     }
     Out() << ", " << entries.size() << " entries\n";
     for (const ReportRow& row : report.rows) {
       Out() << "  line " << row.line << ": " << (row.kind == ReportRow::kTaken ? "" : KindName(row.kind))
-            << (row.kind == ReportRow::kTaken ? "" : ": ") << row.text << '\n';
+            << (row.kind == ReportRow::kTaken ? "" : ": ") << Shown{row.text} << '\n';
     }
   }
   for (const ReportRow& row : report.rows) {

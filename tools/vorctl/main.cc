@@ -32,7 +32,7 @@ int PrintVersion(const Globals& globals) {
     PrintJson({{"vorctl", VORCTL_VERSION}, {"module", session ? Json(module) : Json()}});
   } else {
     Out() << "vorctl " << VORCTL_VERSION << '\n';
-    if (session) Out() << "module " << module << " (" << session->modulePath() << ")\n";
+    if (session) Out() << "module " << Shown{module} << " (" << Shown{session->modulePath()} << ")\n";
   }
   return status;
 }

@@ -8,6 +8,7 @@
 #include <streambuf>
 
 #include "vor/session.h"
+#include "vor/utf.h"
 
 namespace vorctl {
 namespace {
@@ -58,6 +59,18 @@ StdoutBuffer& Buffer() {
 
 }  // namespace
 
+std::ostream& operator<<(std::ostream& out, Shown shown) {
+  vor::utf::Escape(shown.text, [&out](char c) { out.put(c); });
+  return out;
+}
+
+std::string ShownText(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  vor::utf::Escape(text, [&out](char c) { out += c; });
+  return out;
+}
+
 std::ostream& Out() {
   static std::ostream stream(&Buffer());
   return stream;
@@ -65,6 +78,11 @@ std::ostream& Out() {
 
 void Write(std::string_view text) {
   Buffer().sputn(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+void Write(Shown shown) {
+  StdoutBuffer& buffer = Buffer();
+  vor::utf::Escape(shown.text, [&buffer](char c) { buffer.sputc(c); });
 }
 
 bool FlushOutput(int& error) { return Buffer().Flush(error); }
@@ -91,15 +109,16 @@ std::ostream& Err() {
   return std::cerr;
 }
 
+// One write per message: stderr is unbuffered, and a line should reach it whole.
 void PrintModuleFailure(std::string_view what, std::uint32_t code) {
-  Err() << "vorctl: " << what << ": " << ResultMessage(code) << " (" << FormatResult(code)
-            << ")\n";
+  Err() << "vorctl: " + ShownText(what) + ": " + ShownText(ResultMessage(code)) + " (" +
+               FormatResult(code) + ")\n";
 }
 
-void PrintError(std::string_view message) { Err() << "vorctl: " << message << '\n'; }
+void PrintError(std::string_view message) { Err() << "vorctl: " + ShownText(message) + '\n'; }
 
 void PrintWarning(std::string_view message) {
-  Err() << "vorctl: warning: " << message << '\n';
+  Err() << "vorctl: warning: " + ShownText(message) + '\n';
 }
 
 }  // namespace vorctl
