@@ -2,9 +2,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include <atomic>
 #include <cerrno>
@@ -19,11 +16,13 @@
 #include "host/directory_storage.h"
 #include "host/environment.h"
 #include "host/feature_flags.h"
+#include "host/file_entries.h"
 #include "host/lumo_file_factory.h"
 #include "host/malloc_allocator.h"
 #include "host/posix_file.h"
 #include "host/service_locator.h"
 #include "host/session_tracer.h"
+#include "host/wide_path.h"
 #include "host/xml_factory.h"
 #include "vor/corvane.h"
 #include "vor/module.h"
@@ -68,28 +67,6 @@ zel::result_t CodeAfter(std::string_view line, std::string_view words) {
   return code;
 }
 
-// `text` widened into `out` when it is all ASCII; false otherwise. Sixteen
-// bytes at a time: paths checked in bulk spend their time here otherwise.
-bool WidenAscii(std::string_view text, std::u16string& out) {
-  out.resize(text.size());
-  std::size_t i = 0;
-#if defined(__SSE2__)
-  const __m128i zero = _mm_setzero_si128();
-  for (; i + 16 <= text.size(); i += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
-    if (_mm_movemask_epi8(bytes) != 0) return false;
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[i]), _mm_unpacklo_epi8(bytes, zero));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(&out[i + 8]), _mm_unpackhi_epi8(bytes, zero));
-  }
-#endif
-  for (; i < text.size(); ++i) {
-    const auto c = static_cast<unsigned char>(text[i]);
-    if (c >= 0x80) return false;
-    out[i] = c;
-  }
-  return true;
-}
-
 }  // namespace
 
 struct Session::Impl {
@@ -98,6 +75,20 @@ struct Session::Impl {
   zel::result_t NewInstance(std::shared_ptr<Instance>& out, ListStatus& list,
                             std::vector<std::string>& lines, std::string& error);
   ListStatus ListStatusFrom(const std::vector<std::string>& lines) const;
+  // Answers for the entry `path` names (see session.h); `asked` and `as`,
+  // when given, receive the path asked first and the spelling that decided.
+  Answer CheckEntry(std::string_view path, std::string* asked, std::string* as,
+                    std::vector<std::string>* explain);
+  // Whether files are asked by entry: not when exact, nor under a root.
+  bool ByEntry() const { return !exact && !confined; }
+  // The path asked first: by entry, and under a root for an absolute path,
+  // made absolute and clean (in `scratch` when it must be rebuilt); exact, as
+  // given (a relative one under a root names nothing there).
+  zel::result_t Shape(std::string_view path, std::string& scratch, AskedPath& out) const {
+    out = {path, {}, {}};
+    const bool clean = ByEntry() || (confined && !exact && !path.empty() && path.front() == '/');
+    return clean ? MakeAskedPath(path, scratch, out) : VOR_OK;
+  }
 
   std::string modulePath;
   Ref<MallocAllocator> allocator = MakeHostObject<MallocAllocator>();
@@ -109,6 +100,9 @@ struct Session::Impl {
   Ref<FeatureFlags> flags = MakeHostObject<FeatureFlags>();
   Ref<Environment> environment = MakeHostObject<Environment>();
   std::shared_ptr<Module> module;
+  bool exact = false;
+  bool confined = false;  // a root other than "/"
+  FileEntries fileEntries;
 
   std::atomic<std::shared_ptr<Instance>> current;
   mutable std::mutex listMutex;  // guards `list` and `startup`; Reload holds reloadMutex too
@@ -207,6 +201,11 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
     const std::string root = options.root.empty() ? "/" : options.root;
     impl->files = LumoFileFactory::Create(root, &code);
     if (!impl->files) return fail(code, "cannot open root '" + root + "'");
+    impl->exact = options.exact;
+    impl->confined = root != "/";
+    if (impl->ByEntry() && zel::Failed(code = impl->fileEntries.Refresh())) {
+      return fail(code, "cannot read the links to directories in /");
+    }
     impl->storage = MakeHostObject<DirectoryStorage>(options.storageDir);
     if (!impl->storage->ok()) {
       return fail(VOR_E_PATH_NOT_FOUND, "cannot open storage directory '" + options.storageDir +
@@ -269,44 +268,126 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
 
 namespace {
 
-// Asks `check` of the instance in force; the module's lines of this one call
-// are collected only when the caller wants them, so plain checks pay nothing.
+// Asks `check` of the instance; the module's lines of this one call are
+// collected only when the caller wants them, so plain checks pay nothing.
 template <class Check>
-Answer Ask(const std::shared_ptr<Instance>& instance, SessionTracer& tracer,
-           std::vector<std::string>* explain, Check check) {
+Answer Ask(const Instance& instance, SessionTracer& tracer, std::vector<std::string>* explain,
+           Check check) {
   Answer answer;
   std::optional<SessionTracer::Collect> collect;
   if (explain != nullptr) collect.emplace(tracer, VOR_TRACE_INFO, *explain);
-  answer.result = check(*instance->service.get(), answer.critical);
+  answer.result = check(*instance.service.get(), answer.critical);
   if (zel::Failed(answer.result)) answer.critical = false;
   return answer;
 }
 
+// The spelling FileEntries::AppendOtherSpellings wrote at `at` (NUL-
+// terminated), and `at` moved past it.
+std::u16string_view CountedSpelling(const std::u16string& spellings, std::size_t& at) {
+  const std::size_t size = spellings[at] | static_cast<std::size_t>(spellings[at + 1]) << 16;
+  const std::u16string_view spelling(spellings.data() + at + 2, size);
+  at += size + 3;
+  return spelling;
+}
+
+Answer AskFile(const Instance& instance, SessionTracer& tracer,
+               std::vector<std::string>* explain, const char16_t* path) {
+  return Ask(instance, tracer, explain, [path](ICorvane2& service, bool& critical) {
+    return service.CheckCriticalFile(&check_context, path, &critical);
+  });
+}
+
 }  // namespace
+
+Answer Session::Impl::CheckEntry(std::string_view path, std::string* asked, std::string* as,
+                                 std::vector<std::string>* explain) {
+  if (as != nullptr) as->clear();
+  // Checks come by the million: the UTF-16 text of the path and of its
+  // entry's spellings reuses this thread's buffer.
+  thread_local std::u16string wide;
+  AskedPath shape;
+  std::string scratch;  // only for paths that are not clean and absolute
+  const zel::result_t shaped = Shape(path, scratch, shape);
+  if (zel::Failed(shaped)) return {shaped, false};
+  if (asked != nullptr) asked->assign(shape.text);
+  wide.clear();
+  if (!AppendWide(shape.text, wide)) return {VOR_E_INVALID_SYMBOL, false};
+  const std::shared_ptr<Instance> instance = current.load();
+  const Answer answer = AskFile(*instance, *tracer.get(), explain, wide.c_str());
+  if (zel::Failed(answer.result) || answer.critical || !ByEntry()) return answer;
+
+  wide.push_back(u'\0');
+  const std::size_t first = wide.size();
+  std::size_t count = 0;
+  const zel::result_t code = fileEntries.AppendOtherSpellings(shape, wide, count);
+  if (zel::Failed(code)) return {code, false};
+  std::vector<std::string> lines;
+  for (std::size_t at = first; count > 0; --count) {
+    const std::u16string_view spelling = CountedSpelling(wide, at);
+    lines.clear();
+    const Answer other =
+        AskFile(*instance, *tracer.get(), explain ? &lines : nullptr, spelling.data());
+    if (zel::Failed(other.result)) return other;
+    if (!other.critical) continue;
+    if (as != nullptr) utf::Utf16ToUtf8(spelling, [as](char c) { as->push_back(c); });
+    if (explain != nullptr) *explain = std::move(lines);
+    return other;
+  }
+  return answer;
+}
 
 Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* explain) {
   try {
-    // Checks come by the million: the UTF-16 copy reuses this thread's
-    // buffer, and ASCII, most paths, is widened without decoding.
-    thread_local std::u16string wide;
-    if (!WidenAscii(utf8Path, wide)) {
-      wide.clear();
-      if (!utf::Utf8ToUtf16(utf8Path, [&](char16_t c) { wide.push_back(c); })) {
-        return {VOR_E_INVALID_SYMBOL, false};
-      }
-    }
-    return Ask(impl_->current.load(), *impl_->tracer.get(), explain,
-               [](ICorvane2& service, bool& critical) {
-                 return service.CheckCriticalFile(&check_context, wide.c_str(), &critical);
-               });
+    return impl_->CheckEntry(utf8Path, nullptr, nullptr, explain);
   } catch (const std::bad_alloc&) {
     return {VOR_E_OUT_OF_MEMORY, false};
   }
 }
 
+void Session::CheckFileEntry(std::string_view utf8Path, FileAnswer& out,
+                             std::vector<std::string>* explain) {
+  try {
+    const Answer answer = impl_->CheckEntry(utf8Path, &out.asked, &out.as, explain);
+    out.result = answer.result;
+    out.critical = answer.critical;
+  } catch (const std::bad_alloc&) {
+    out.result = VOR_E_OUT_OF_MEMORY;
+    out.critical = false;
+  }
+  if (!out.critical) out.as.clear();
+}
+
+FileAnswer Session::CheckFileEntry(std::string_view utf8Path, std::vector<std::string>* explain) {
+  FileAnswer answer;
+  CheckFileEntry(utf8Path, answer, explain);
+  return answer;
+}
+
+zel::result_t Session::EntrySpellings(std::string_view utf8Path, std::vector<std::string>& out) {
+  out.clear();
+  try {
+    AskedPath shape;
+    std::string scratch;
+    zel::result_t code = impl_->Shape(utf8Path, scratch, shape);
+    if (zel::Failed(code)) return code;
+    std::u16string wide;
+    std::size_t count = 0;
+    if (impl_->ByEntry()) code = impl_->fileEntries.AppendOtherSpellings(shape, wide, count);
+    if (zel::Failed(code)) return code;
+    out.emplace_back(shape.text);
+    for (std::size_t at = 0; count > 0; --count) {
+      std::string& spelling = out.emplace_back();
+      utf::Utf16ToUtf8(CountedSpelling(wide, at), [&spelling](char c) { spelling.push_back(c); });
+    }
+    return VOR_OK;
+  } catch (const std::bad_alloc&) {
+    return VOR_E_OUT_OF_MEMORY;
+  }
+}
+
 Answer Session::CheckPid(std::uint32_t pid, std::vector<std::string>* explain) {
   try {
-    return Ask(impl_->current.load(), *impl_->tracer.get(), explain,
+    return Ask(*impl_->current.load(), *impl_->tracer.get(), explain,
                [pid](ICorvane2& service, bool& critical) {
                  return service.CheckCriticalProcess(&check_context, pid, &critical);
                });
@@ -318,6 +399,10 @@ Answer Session::CheckPid(std::uint32_t pid, std::vector<std::string>* explain) {
 zel::result_t Session::Reload() {
   try {
     std::lock_guard<std::mutex> hold(impl_->reloadMutex);
+    if (impl_->ByEntry()) {
+      const zel::result_t refreshed = impl_->fileEntries.Refresh();
+      if (zel::Failed(refreshed)) return refreshed;
+    }
     std::shared_ptr<Instance> instance;
     ListStatus list;
     std::vector<std::string> lines;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <new>
+#include <string>
 #include <string_view>
 
 #include "host/feature_flags.h"
@@ -57,6 +58,7 @@ uint32_t ReadOptions(const vor_session_options& in, SessionOptions& out) {
       fn(context, level, copy.c_str());
     };
   }
+  if (VOR_HAS(in, exact)) out.exact = in.exact;
   return VOR_OK;
 }
 
@@ -107,6 +109,26 @@ uint32_t vor_session_check_file(vor_session* session, const char* utf8_path, boo
   const vor::host::Answer answer = session->session->CheckFile(utf8_path);
   *critical = answer.critical;
   return answer.result;
+}
+
+uint32_t vor_session_check_file_as(vor_session* session, const char* utf8_path, bool* critical,
+                                   char* as, size_t as_size) {
+  if (critical != nullptr) *critical = false;
+  if (as != nullptr && as_size > 0) *as = '\0';
+  if (session == nullptr || utf8_path == nullptr || critical == nullptr || as == nullptr ||
+      as_size == 0) {
+    return VOR_E_INVALID_ARGUMENT;
+  }
+  try {
+    const vor::host::FileAnswer answer = session->session->CheckFileEntry(utf8_path);
+    if (answer.as.size() >= as_size) return VOR_E_BUFFER_TOO_SMALL;
+    answer.as.copy(as, answer.as.size());
+    as[answer.as.size()] = '\0';
+    *critical = answer.critical;
+    return answer.result;
+  } catch (...) {
+    return VOR_E_OUT_OF_MEMORY;
+  }
 }
 
 uint32_t vor_session_check_pid(vor_session* session, uint32_t pid, bool* critical) {
