@@ -34,7 +34,8 @@ thread_local RecentDirectories recent;
 
 }  // namespace
 
-FileEntries::FileEntries() : epoch_(epochs.fetch_add(1) + 1) {}
+FileEntries::FileEntries(std::size_t capacity)
+    : capacity_(capacity), epoch_(epochs.fetch_add(1) + 1) {}
 
 zel::result_t FileEntries::Refresh() {
   std::vector<DirectoryLink> links;
@@ -94,7 +95,7 @@ zel::result_t FileEntries::Resolve(std::string_view directory, std::string& phys
   own += '/';
   std::unique_lock hold(mutex_);
   if (!Spell(physical, own, known.spellings, known.count)) return zel::kErrInvalidSymbol;
-  if (directories_.size() >= kCapacity) directories_.erase(directories_.begin());
+  if (directories_.size() >= capacity_) directories_.erase(directories_.begin());
   directories_.try_emplace(std::string(directory), std::move(known));
   return zel::kOk;
 }

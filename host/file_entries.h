@@ -25,9 +25,10 @@ class FileEntries {
  public:
   // Directories remembered at most (about 100 bytes each). A pass over /usr
   // and /etc meets some 17,000; fewer would be resolved again on every pass.
-  static constexpr std::size_t kCapacity = 1 << 20;
+  static constexpr std::size_t kCapacity = 16384;
 
-  FileEntries();
+  // `capacity`: directories remembered at most.
+  explicit FileEntries(std::size_t capacity = kCapacity);
 
   // Reads the links in "/" again and forgets every resolution; on failure
   // nothing changes.
@@ -72,6 +73,7 @@ class FileEntries {
 
   // Changes at every Refresh, unique in the process: what a thread
   // remembers of an older one is not used.
+  const std::size_t capacity_;
   std::atomic<std::uint64_t> epoch_;
   mutable std::shared_mutex mutex_;
   std::vector<DirectoryLink> links_;

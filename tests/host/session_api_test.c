@@ -1,6 +1,7 @@
-/* The C API of libvor-host, called from C: bad arguments, checks from two
- * threads at once, and a reload that puts a changed vor_proc.xms in force
- * while a broken one leaves the list in force alone. */
+/* The C API of libvor-host, called from C: bad arguments, answers by entry
+ * and the spelling that decided, checks from two threads while the session
+ * reloads, and a reload that puts a changed vor_proc.xms in force while a
+ * broken one leaves the list in force alone. */
 #define _GNU_SOURCE
 #include <pthread.h>
 #include <signal.h>
@@ -54,25 +55,99 @@ static void BadArguments(void) {
   vor_session_close(session);
 }
 
+/* A folder with the link b -> /usr/bin in it. */
+struct Linked {
+  char dir[64];
+  char path[5][96]; /* dir/b/ls, dir/b/ls.not, dir/b/../bin/ls, dir/b, dir/b/ */
+};
+
+static void MakeLinked(struct Linked* linked) {
+  strcpy(linked->dir, "/tmp/vor-entries-XXXXXX");
+  EXPECT(mkdtemp(linked->dir) != NULL);
+  const char* names[] = {"b/ls", "b/ls.not", "b/../bin/ls", "b", "b/"};
+  for (int i = 0; i < 5; ++i) snprintf(linked->path[i], 96, "%s/%s", linked->dir, names[i]);
+  EXPECT(symlink("/usr/bin", linked->path[3]) == 0);
+}
+
+static void RemoveLinked(const struct Linked* linked) {
+  EXPECT(unlink(linked->path[3]) == 0 && rmdir(linked->dir) == 0);
+}
+
+/* Each path of `linked` with its answer by entry and the spelling that
+ * decided; with `exact`, the module's answer for the letter. */
+static void ExpectEntries(vor_session* session, const struct Linked* linked, bool exact) {
+  const struct {
+    bool critical;
+    const char* as;
+  } rows[5] = {{!exact, exact ? "" : "/usr/bin/ls"}, {false, ""},
+               {!exact, exact ? "" : "/usr/bin/ls"}, {false, ""}, {true, ""}};
+  for (int i = 0; i < 5; ++i) {
+    bool critical = !rows[i].critical;
+    char as[32] = "stale";
+    EXPECT(vor_session_check_file_as(session, linked->path[i], &critical, as, sizeof as) == VOR_OK);
+    EXPECT(critical == rows[i].critical && strcmp(as, rows[i].as) == 0);
+  }
+}
+
+static void Entries(void) {
+  struct Linked linked;
+  MakeLinked(&linked);
+  vor_session_options options = {.size = sizeof options};
+  for (int exact = 0; exact < 2; ++exact) {
+    options.exact = exact;
+    vor_session* session = NULL;
+    EXPECT(vor_session_open(&options, &session) == VOR_OK);
+    if (session == NULL) continue;
+    ExpectEntries(session, &linked, exact);
+    bool critical = true;
+    char as[32];
+    EXPECT(vor_session_check_file_as(session, "/usr/bin/\xff", &critical, as, sizeof as) ==
+               VOR_E_INVALID_SYMBOL && !critical && as[0] == '\0');
+    EXPECT(vor_session_check_file_as(session, "/usr/bin/ls", &critical, NULL, 8) ==
+           VOR_E_INVALID_ARGUMENT && !critical);
+    EXPECT(vor_session_check_file_as(session, "/usr/bin/ls", &critical, as, 0) ==
+           VOR_E_INVALID_ARGUMENT);
+    /* "/usr/bin/ls" needs 12 bytes: too small never reads critical. */
+    const uint32_t small = vor_session_check_file_as(session, linked.path[0], &critical, as, 11);
+    EXPECT(exact ? small == VOR_OK : small == VOR_E_BUFFER_TOO_SMALL && !critical);
+    EXPECT(as[0] == '\0');
+    EXPECT(vor_session_check_file_as(session, linked.path[0], &critical, as, 12) == VOR_OK &&
+           critical != exact);
+    vor_session_close(session);
+  }
+  RemoveLinked(&linked);
+}
+
+struct Checking {
+  vor_session* session;
+  struct Linked* linked;
+};
+
 static void* CheckMany(void* arg) {
-  vor_session* session = arg;
-  for (int i = 0; i < 2000; ++i) {
+  struct Checking* checking = arg;
+  vor_session* session = checking->session;
+  for (int i = 0; i < 500; ++i) {
     bool ls = false, self = false, tmp = true;
     EXPECT(vor_session_check_file(session, "/usr/bin/ls", &ls) == VOR_OK && ls);
     EXPECT(vor_session_check_file(session, "/tmp/not-critical", &tmp) == VOR_OK && !tmp);
     EXPECT(vor_session_check_pid(session, (uint32_t)getpid(), &self) == VOR_OK && self);
+    ExpectEntries(session, checking->linked, false);
   }
   return NULL;
 }
 
-static void TwoThreads(void) {
-  vor_session* session = NULL;
-  EXPECT(vor_session_open(NULL, &session) == VOR_OK);
-  if (session == NULL) return;
+static void TwoThreadsWhileReloading(void) {
+  struct Linked linked;
+  MakeLinked(&linked);
+  struct Checking checking = {NULL, &linked};
+  EXPECT(vor_session_open(NULL, &checking.session) == VOR_OK);
+  if (checking.session == NULL) return;
   pthread_t threads[2];
-  for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckMany, session);
+  for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckMany, &checking);
+  for (int i = 0; i < 10; ++i) EXPECT(vor_session_reload(checking.session) == VOR_OK);
   for (int i = 0; i < 2; ++i) pthread_join(threads[i], NULL);
-  vor_session_close(session);
+  vor_session_close(checking.session);
+  RemoveLinked(&linked);
 }
 
 static void WriteList(const char* dir, const char* text) {
@@ -138,7 +213,8 @@ static void Reload(void) {
 
 int main(void) {
   BadArguments();
-  TwoThreads();
+  Entries();
+  TwoThreadsWhileReloading();
   Reload();
   printf("%d passed, %d failed\n", failures ? 0 : 1, failures ? 1 : 0);
   return failures ? 1 : 0;
