@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -104,7 +103,23 @@ struct Session::Impl {
   bool confined = false;  // a root other than "/"
   FileEntries fileEntries;
 
-  std::atomic<std::shared_ptr<Instance>> current;
+  // The instance in force, swapped by Reload. Guarded by a plain mutex: this
+  // libstdc++'s atomic<shared_ptr> reads the pointer before a relaxed unlock,
+  // which does not order that read before the next store (ThreadSanitizer
+  // reports it as a race with Reload).
+  std::shared_ptr<Instance> Current() const {
+    std::lock_guard<std::mutex> hold(currentMutex);
+    return current;
+  }
+  void SetCurrent(std::shared_ptr<Instance> instance) {
+    {
+      std::lock_guard<std::mutex> hold(currentMutex);
+      current.swap(instance);
+    }
+    // The instance replaced goes here, outside the lock, when it was the last reference.
+  }
+  mutable std::mutex currentMutex;
+  std::shared_ptr<Instance> current;
   mutable std::mutex listMutex;  // guards `list` and `startup`; Reload holds reloadMutex too
   ListStatus list;
   std::vector<std::string> startup;  // the module's lines of the instance in force
@@ -258,7 +273,7 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
     std::shared_ptr<Instance> instance;
     code = impl->NewInstance(instance, impl->list, impl->startup, why);
     if (zel::Failed(code)) return fail(code, why);
-    impl->current.store(std::move(instance));
+    impl->SetCurrent(std::move(instance));
     out.reset(new Session(std::move(impl)));
     return VOR_OK;
   } catch (const std::bad_alloc&) {
@@ -312,7 +327,7 @@ Answer Session::Impl::CheckEntry(std::string_view path, std::string* asked, std:
   if (asked != nullptr) asked->assign(shape.text);
   wide.clear();
   if (!AppendWide(shape.text, wide)) return {VOR_E_INVALID_SYMBOL, false};
-  const std::shared_ptr<Instance> instance = current.load();
+  const std::shared_ptr<Instance> instance = Current();
   const Answer answer = AskFile(*instance, *tracer.get(), explain, wide.c_str());
   if (zel::Failed(answer.result) || answer.critical || !ByEntry()) return answer;
 
@@ -387,7 +402,7 @@ zel::result_t Session::EntrySpellings(std::string_view utf8Path, std::vector<std
 
 Answer Session::CheckPid(std::uint32_t pid, std::vector<std::string>* explain) {
   try {
-    return Ask(*impl_->current.load(), *impl_->tracer.get(), explain,
+    return Ask(*impl_->Current(), *impl_->tracer.get(), explain,
                [pid](ICorvane2& service, bool& critical) {
                  return service.CheckCriticalProcess(&check_context, pid, &critical);
                });
@@ -410,7 +425,7 @@ zel::result_t Session::Reload() {
     const zel::result_t code = impl_->NewInstance(instance, list, lines, why);
     if (zel::Failed(code)) return code;
     if (list.state == VOR_LIST_FAILED) return list.result;
-    impl_->current.store(std::move(instance));
+    impl_->SetCurrent(std::move(instance));
     std::lock_guard<std::mutex> listHold(impl_->listMutex);
     impl_->list = std::move(list);
     impl_->startup = std::move(lines);
