@@ -21,31 +21,34 @@ namespace vor::host {
 namespace {
 
 // Bit i of `slashes` and `dots`: byte i of `bytes` (at most 64 of them) is
-// '/' or '.'. Sixteen bytes at a time, without a branch per byte.
+// '/' or '.'. Sixteen bytes at a time, without a branch per byte; the last
+// sixteen are loaded again rather than byte by byte.
 void Mark(std::string_view bytes, std::uint64_t& slashes, std::uint64_t& dots) {
   slashes = dots = 0;
-  for (std::size_t i = 0; i < bytes.size(); i += 16) {
-    char chunk[16] = {};
-    const std::size_t size = std::min<std::size_t>(16, bytes.size() - i);
-    if (size == 16) {
-      std::memcpy(chunk, bytes.data() + i, 16);  // one unaligned load
-    } else {
-      for (std::size_t k = 0; k < size; ++k) chunk[k] = bytes[i + k];
-    }
+  const auto mark = [&](std::size_t at, unsigned keep, unsigned shift) {
+    char chunk[16];
+    std::memcpy(chunk, bytes.data() + at, 16);  // one unaligned load
+    std::uint32_t slash = 0, dot = 0;
 #if defined(__SSE2__)
     const __m128i all = _mm_loadu_si128(reinterpret_cast<const __m128i*>(chunk));
-    const auto mask = [&](char c) {
-      const int bits = _mm_movemask_epi8(_mm_cmpeq_epi8(all, _mm_set1_epi8(c)));
-      return static_cast<std::uint64_t>(static_cast<std::uint32_t>(bits)) << i;
-    };
-    slashes |= mask('/');
-    dots |= mask('.');
+    slash = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(all, _mm_set1_epi8('/'))));
+    dot = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(all, _mm_set1_epi8('.'))));
 #else
-    for (std::size_t k = 0; k < 16; ++k) {
-      slashes |= static_cast<std::uint64_t>(chunk[k] == '/') << (i + k);
-      dots |= static_cast<std::uint64_t>(chunk[k] == '.') << (i + k);
+    for (unsigned k = 0; k < 16; ++k) {
+      slash |= static_cast<std::uint32_t>(chunk[k] == '/') << k;
+      dot |= static_cast<std::uint32_t>(chunk[k] == '.') << k;
     }
 #endif
+    slashes |= static_cast<std::uint64_t>(slash >> (16 - keep)) << shift;
+    dots |= static_cast<std::uint64_t>(dot >> (16 - keep)) << shift;
+  };
+  std::size_t i = 0;
+  for (; i + 16 <= bytes.size(); i += 16) mark(i, 16, static_cast<unsigned>(i));
+  const auto rest = static_cast<unsigned>(bytes.size() - i);
+  if (rest > 0 && bytes.size() >= 16) mark(bytes.size() - 16, rest, static_cast<unsigned>(i));
+  for (; rest > 0 && bytes.size() < 16 && i < bytes.size(); ++i) {
+    slashes |= static_cast<std::uint64_t>(bytes[i] == '/') << i;
+    dots |= static_cast<std::uint64_t>(bytes[i] == '.') << i;
   }
 }
 
