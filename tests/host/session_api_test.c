@@ -55,27 +55,21 @@ static void BadArguments(void) {
   vor_session_close(session);
 }
 
-/* A folder with the link b -> /usr/bin in it. */
-struct Linked {
-  char dir[64];
-  char path[5][96]; /* dir/b/ls, dir/b/ls.not, dir/b/../bin/ls, dir/b, dir/b/ */
-};
+/* A folder with the link b -> /usr/bin in it, and paths through it:
+ * b/ls, b/ls.not, b/../bin/ls, b, b/. */
+static char linked_dir[] = "/tmp/vor-entries-XXXXXX";
+static char linked[5][96];
 
-static void MakeLinked(struct Linked* linked) {
-  strcpy(linked->dir, "/tmp/vor-entries-XXXXXX");
-  EXPECT(mkdtemp(linked->dir) != NULL);
+static void MakeLinked(void) {
+  EXPECT(mkdtemp(linked_dir) != NULL);
   const char* names[] = {"b/ls", "b/ls.not", "b/../bin/ls", "b", "b/"};
-  for (int i = 0; i < 5; ++i) snprintf(linked->path[i], 96, "%s/%s", linked->dir, names[i]);
-  EXPECT(symlink("/usr/bin", linked->path[3]) == 0);
-}
-
-static void RemoveLinked(const struct Linked* linked) {
-  EXPECT(unlink(linked->path[3]) == 0 && rmdir(linked->dir) == 0);
+  for (int i = 0; i < 5; ++i) snprintf(linked[i], 96, "%s/%s", linked_dir, names[i]);
+  EXPECT(symlink("/usr/bin", linked[3]) == 0);
 }
 
 /* Each path of `linked` with its answer by entry and the spelling that
  * decided; with `exact`, the module's answer for the letter. */
-static void ExpectEntries(vor_session* session, const struct Linked* linked, bool exact) {
+static void ExpectEntries(vor_session* session, bool exact) {
   const struct {
     bool critical;
     const char* as;
@@ -84,21 +78,19 @@ static void ExpectEntries(vor_session* session, const struct Linked* linked, boo
   for (int i = 0; i < 5; ++i) {
     bool critical = !rows[i].critical;
     char as[32] = "stale";
-    EXPECT(vor_session_check_file_as(session, linked->path[i], &critical, as, sizeof as) == VOR_OK);
+    EXPECT(vor_session_check_file_as(session, linked[i], &critical, as, sizeof as) == VOR_OK);
     EXPECT(critical == rows[i].critical && strcmp(as, rows[i].as) == 0);
   }
 }
 
 static void Entries(void) {
-  struct Linked linked;
-  MakeLinked(&linked);
   vor_session_options options = {.size = sizeof options};
   for (int exact = 0; exact < 2; ++exact) {
     options.exact = exact;
     vor_session* session = NULL;
     EXPECT(vor_session_open(&options, &session) == VOR_OK);
     if (session == NULL) continue;
-    ExpectEntries(session, &linked, exact);
+    ExpectEntries(session, exact);
     bool critical = true;
     char as[32];
     EXPECT(vor_session_check_file_as(session, "/usr/bin/\xff", &critical, as, sizeof as) ==
@@ -108,46 +100,36 @@ static void Entries(void) {
     EXPECT(vor_session_check_file_as(session, "/usr/bin/ls", &critical, as, 0) ==
            VOR_E_INVALID_ARGUMENT);
     /* "/usr/bin/ls" needs 12 bytes: too small never reads critical. */
-    const uint32_t small = vor_session_check_file_as(session, linked.path[0], &critical, as, 11);
+    const uint32_t small = vor_session_check_file_as(session, linked[0], &critical, as, 11);
     EXPECT(exact ? small == VOR_OK : small == VOR_E_BUFFER_TOO_SMALL && !critical);
     EXPECT(as[0] == '\0');
-    EXPECT(vor_session_check_file_as(session, linked.path[0], &critical, as, 12) == VOR_OK &&
+    EXPECT(vor_session_check_file_as(session, linked[0], &critical, as, 12) == VOR_OK &&
            critical != exact);
     vor_session_close(session);
   }
-  RemoveLinked(&linked);
 }
 
-struct Checking {
-  vor_session* session;
-  struct Linked* linked;
-};
-
 static void* CheckMany(void* arg) {
-  struct Checking* checking = arg;
-  vor_session* session = checking->session;
+  vor_session* session = arg;
   for (int i = 0; i < 500; ++i) {
     bool ls = false, self = false, tmp = true;
     EXPECT(vor_session_check_file(session, "/usr/bin/ls", &ls) == VOR_OK && ls);
     EXPECT(vor_session_check_file(session, "/tmp/not-critical", &tmp) == VOR_OK && !tmp);
     EXPECT(vor_session_check_pid(session, (uint32_t)getpid(), &self) == VOR_OK && self);
-    ExpectEntries(session, checking->linked, false);
+    ExpectEntries(session, false);
   }
   return NULL;
 }
 
 static void TwoThreadsWhileReloading(void) {
-  struct Linked linked;
-  MakeLinked(&linked);
-  struct Checking checking = {NULL, &linked};
-  EXPECT(vor_session_open(NULL, &checking.session) == VOR_OK);
-  if (checking.session == NULL) return;
+  vor_session* session = NULL;
+  EXPECT(vor_session_open(NULL, &session) == VOR_OK);
+  if (session == NULL) return;
   pthread_t threads[2];
-  for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckMany, &checking);
-  for (int i = 0; i < 10; ++i) EXPECT(vor_session_reload(checking.session) == VOR_OK);
+  for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckMany, session);
+  for (int i = 0; i < 10; ++i) EXPECT(vor_session_reload(session) == VOR_OK);
   for (int i = 0; i < 2; ++i) pthread_join(threads[i], NULL);
-  vor_session_close(checking.session);
-  RemoveLinked(&linked);
+  vor_session_close(session);
 }
 
 static void WriteList(const char* dir, const char* text) {
@@ -213,8 +195,10 @@ static void Reload(void) {
 
 int main(void) {
   BadArguments();
+  MakeLinked();
   Entries();
   TwoThreadsWhileReloading();
+  EXPECT(unlink(linked[3]) == 0 && rmdir(linked_dir) == 0);
   Reload();
   printf("%d passed, %d failed\n", failures ? 0 : 1, failures ? 1 : 0);
   return failures ? 1 : 0;
