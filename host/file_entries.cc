@@ -89,13 +89,13 @@ zel::result_t FileEntries::Resolve(std::string_view directory, std::string& phys
       if (code != zel::kOk) return code;
     }
   }
-  Directory known;
-  if (physical != directory) known.physical = physical;
   std::string own(directory);
   own += '/';
   std::unique_lock hold(mutex_);
+  if (directories_.size() >= capacity_) return zel::kOk;  // full: not remembered
+  Directory known;
+  if (physical != directory) known.physical = physical;
   if (!Spell(physical, own, known.spellings, known.count)) return zel::kErrInvalidSymbol;
-  if (directories_.size() >= capacity_) directories_.erase(directories_.begin());
   directories_.try_emplace(std::string(directory), std::move(known));
   return zel::kOk;
 }
@@ -122,7 +122,7 @@ zel::result_t FileEntries::With(std::string_view directory, Use use) {
     const zel::result_t code = Resolve(directory, physical);
     if (code != zel::kOk) return code;
   }
-  // Resolved, but already pushed out of a full cache by other threads.
+  // Resolved, but the cache is full.
   Directory transient;
   std::string own(directory);
   own += '/';
