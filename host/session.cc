@@ -11,11 +11,13 @@
 #include <mutex>
 #include <shared_mutex>
 #include <new>
+#include <memory_resource>
 #include <optional>
 
 #include "host/directory_storage.h"
 #include "host/environment.h"
 #include "host/feature_flags.h"
+#include "host/file_entries.h"
 #include "host/lumo_file_factory.h"
 #include "host/malloc_allocator.h"
 #include "host/module_trust.h"
@@ -30,6 +32,7 @@
 #include "vor/corvane.h"
 #include "vor/module.h"
 #include "vor/session.hpp"
+#include "vor/utf.h"
 
 namespace vor::host {
 namespace {
@@ -84,6 +87,21 @@ struct Session::Impl {
   // Creates and verifies a service instance, reading what the module says of
   // itself as it starts, and judges its load of the process list.
   zel::result_t NewInstance(std::shared_ptr<Instance>& out, std::string& error);
+  // Asks about the entry `path` names: the path as given first, then the
+  // entry's other spellings while none is critical. `asked` and `as` (when
+  // given) receive the path asked first and the spelling that decided.
+  Answer CheckEntry(std::string_view path, std::string* asked, std::string* as,
+                    std::vector<std::string>* explain);
+  // Whether files are asked by entry: not when exact, nor under a root.
+  bool ByEntry() const { return !exact && !confined; }
+  // The path asked first: by entry, and under a root for an absolute path,
+  // made absolute and clean (in `scratch` when it must be rebuilt); exact, as
+  // given (a relative one under a root names nothing there).
+  zel::result_t Shape(std::string_view path, std::string& scratch, AskedPath& out) const {
+    out = {path, {}, {}};
+    const bool clean = ByEntry() || (confined && !exact && !path.empty() && path.front() == '/');
+    return clean ? MakeAskedPath(path, scratch, out) : VOR_OK;
+  }
 
   std::string modulePath;
   Ref<MallocAllocator> allocator = MakeHostObject<MallocAllocator>();
@@ -95,6 +113,9 @@ struct Session::Impl {
   Ref<FeatureFlags> flags = MakeHostObject<FeatureFlags>();
   Ref<Environment> environment = MakeHostObject<Environment>();
   std::shared_ptr<Module> module;
+  bool exact = false;
+  bool confined = false;  // a root other than "/"
+  FileEntries fileEntries;
 
   InstanceSlot current;
   mutable std::mutex loadMutex;  // guards lastLoad; Reload holds reloadMutex too
@@ -178,6 +199,11 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
     const std::string root = options.root.empty() ? "/" : options.root;
     impl->files = LumoFileFactory::Create(root, &code);
     if (!impl->files) return fail(code, "cannot open root '" + root + "'");
+    impl->exact = options.exact;
+    impl->confined = root != "/";
+    if (impl->ByEntry() && zel::Failed(code = impl->fileEntries.Refresh())) {
+      return fail(code, "cannot read the links to directories in /");
+    }
     impl->storage = MakeHostObject<DirectoryStorage>(options.storageDir);
     if (!impl->storage->ok()) {
       return fail(VOR_E_PATH_NOT_FOUND, "cannot open storage directory '" + options.storageDir +
@@ -280,17 +306,110 @@ Answer AskPinned(const std::shared_ptr<Instance>& instance, SessionTracer& trace
 
 }  // namespace
 
+namespace {
+
+// The spelling FileEntries::AppendOtherSpellings wrote at `at` (NUL-
+// terminated), and `at` moved past it.
+template <class U16String>
+std::u16string_view CountedSpelling(const U16String& spellings, std::size_t& at) {
+  const std::size_t size = spellings[at] | static_cast<std::size_t>(spellings[at + 1]) << 16;
+  const std::u16string_view spelling(spellings.data() + at + 2, size);
+  at += size + 3;
+  return spelling;
+}
+
+Answer AskFile(const std::shared_ptr<Instance>& instance, SessionTracer& tracer,
+               std::vector<std::string>* explain, const char16_t* path) {
+  return Ask(instance, tracer, explain, [path](ICorvane2& service, bool& critical) {
+    return service.CheckCriticalFile(&check_context, path, &critical);
+  });
+}
+
+}  // namespace
+
+Answer Session::Impl::CheckEntry(std::string_view path, std::string* asked, std::string* as,
+                                 std::vector<std::string>* explain) {
+  if (as != nullptr) as->clear();
+  // Checks come by the million: the UTF-16 text of the path and of its
+  // entry's spellings lives on the stack, spilling to the heap only when long.
+  char16_t stack[2048];
+  std::pmr::monotonic_buffer_resource arena(stack, sizeof stack);
+  std::pmr::u16string wide(&arena);
+  AskedPath shape;
+  std::string scratch;  // only for paths that are not clean and absolute
+  const zel::result_t shaped = Shape(path, scratch, shape);
+  if (zel::Failed(shaped)) return {shaped, false};
+  if (asked != nullptr) asked->assign(shape.text);
+  if (!AppendWide(shape.text, wide)) return {VOR_E_INVALID_SYMBOL, false};
+  const std::shared_ptr<Instance> instance = current.load();
+  const Answer answer = AskFile(instance, *tracer.get(), explain, wide.c_str());
+  if (zel::Failed(answer.result) || answer.critical || !ByEntry()) return answer;
+
+  wide.push_back(u'\0');
+  const std::size_t first = wide.size();
+  std::size_t count = 0;
+  const zel::result_t code = fileEntries.AppendOtherSpellings(shape, wide, count);
+  if (zel::Failed(code)) return {code, false};
+  std::vector<std::string> lines;
+  for (std::size_t at = first; count > 0; --count) {
+    const std::u16string_view spelling = CountedSpelling(wide, at);
+    lines.clear();
+    const Answer other = AskFile(instance, *tracer.get(), explain ? &lines : nullptr, spelling.data());
+    if (zel::Failed(other.result)) return other;
+    if (!other.critical) continue;
+    if (as != nullptr) utf::Utf16ToUtf8(spelling, [as](char c) { as->push_back(c); });
+    if (explain != nullptr) *explain = std::move(lines);
+    return other;
+  }
+  return answer;
+}
+
 Answer Session::CheckFile(std::string_view utf8Path, std::vector<std::string>* explain) {
   try {
-    WidePath wide;
-    const zel::result_t code = wide.Assign(utf8Path);
-    if (zel::Failed(code)) return {code, false};
-    return Ask(impl_->current.load(), *impl_->tracer.get(), explain,
-               [&wide](ICorvane2& service, bool& critical) {
-                 return service.CheckCriticalFile(&check_context, wide.c_str(), &critical);
-               });
+    return impl_->CheckEntry(utf8Path, nullptr, nullptr, explain);
   } catch (...) {
     return {CurrentExceptionCode(), false};
+  }
+}
+
+void Session::CheckFileEntry(std::string_view utf8Path, FileAnswer& out,
+                             std::vector<std::string>* explain) {
+  try {
+    const Answer answer = impl_->CheckEntry(utf8Path, &out.asked, &out.as, explain);
+    out.result = answer.result;
+    out.critical = answer.critical;
+  } catch (...) {
+    out.result = CurrentExceptionCode();
+    out.critical = false;
+  }
+  if (!out.critical) out.as.clear();
+}
+
+FileAnswer Session::CheckFileEntry(std::string_view utf8Path, std::vector<std::string>* explain) {
+  FileAnswer answer;
+  CheckFileEntry(utf8Path, answer, explain);
+  return answer;
+}
+
+zel::result_t Session::EntrySpellings(std::string_view utf8Path, std::vector<std::string>& out) {
+  out.clear();
+  try {
+    AskedPath shape;
+    std::string scratch;
+    zel::result_t code = impl_->Shape(utf8Path, scratch, shape);
+    if (zel::Failed(code)) return code;
+    std::pmr::u16string wide;
+    std::size_t count = 0;
+    if (impl_->ByEntry()) code = impl_->fileEntries.AppendOtherSpellings(shape, wide, count);
+    if (zel::Failed(code)) return code;
+    out.emplace_back(shape.text);
+    for (std::size_t at = 0; count > 0; --count) {
+      std::string& spelling = out.emplace_back();
+      utf::Utf16ToUtf8(CountedSpelling(wide, at), [&spelling](char c) { spelling.push_back(c); });
+    }
+    return VOR_OK;
+  } catch (...) {
+    return CurrentExceptionCode();
   }
 }
 
@@ -327,6 +446,10 @@ Answer Session::CheckPidfd(int pidfd, std::vector<std::string>* explain) {
 zel::result_t Session::Reload() {
   try {
     std::lock_guard<std::mutex> hold(impl_->reloadMutex);
+    if (impl_->ByEntry()) {
+      const zel::result_t refreshed = impl_->fileEntries.Refresh();
+      if (zel::Failed(refreshed)) return refreshed;
+    }
     std::shared_ptr<Instance> instance;
     std::string why;
     zel::result_t code = impl_->NewInstance(instance, why);

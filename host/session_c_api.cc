@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string>
 #include <string_view>
 
 #include "host/feature_flags.h"
@@ -59,6 +60,7 @@ uint32_t ReadOptions(const vor_session_options& in, SessionOptions& out) {
       fn(context, level, copy.c_str());
     };
   }
+  if (VOR_HAS(in, exact)) out.exact = in.exact;
   return VOR_OK;
 }
 
@@ -136,6 +138,28 @@ uint32_t vor_session_check_file(vor_session* session, const char* utf8_path, boo
     return VOR_E_INVALID_ARGUMENT;
   }
   return Answered(critical, [&] { return session->session->CheckFile(utf8_path); });
+}
+
+uint32_t vor_session_check_file_as(vor_session* session, const char* utf8_path, bool* critical,
+                                   char* as, size_t as_size) {
+  if (critical != nullptr) *critical = false;
+  if (as != nullptr && as_size > 0) *as = '\0';
+  if (session == nullptr || utf8_path == nullptr || critical == nullptr || as == nullptr ||
+      as_size == 0) {
+    return VOR_E_INVALID_ARGUMENT;
+  }
+  try {
+    const vor::host::FileAnswer answer = session->session->CheckFileEntry(utf8_path);
+    if (answer.as.size() >= as_size) return VOR_E_BUFFER_TOO_SMALL;
+    answer.as.copy(as, answer.as.size());
+    as[answer.as.size()] = '\0';
+    *critical = zel::Succeeded(answer.result) && answer.critical;
+    return answer.result;
+  } catch (...) {
+    *critical = false;
+    *as = '\0';
+    return CurrentExceptionCode();
+  }
 }
 
 uint32_t vor_session_check_pid(vor_session* session, uint32_t pid, bool* critical) {

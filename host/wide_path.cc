@@ -4,13 +4,8 @@
 #include <emmintrin.h>
 #endif
 
-#include "vor/utf.h"
-
 namespace vor::host {
-namespace {
 
-// `text` widened into `out` when it is all ASCII; false otherwise. Sixteen
-// bytes at a time: paths checked in bulk spend their time here otherwise.
 bool WidenAscii(std::string_view text, char16_t* out) {
   std::size_t i = 0;
 #if defined(__SSE2__)
@@ -28,28 +23,6 @@ bool WidenAscii(std::string_view text, char16_t* out) {
     out[i] = c;
   }
   return true;
-}
-
-}  // namespace
-
-zel::result_t WidePath::Assign(std::string_view utf8) {
-  // UTF-16 never takes more units than UTF-8 takes bytes.
-  data_ = inline_;
-  if (utf8.size() >= kInline) {
-    heap_.reset(new char16_t[utf8.size() + 1]);
-    data_ = heap_.get();
-  }
-  if (WidenAscii(utf8, data_)) {
-    data_[utf8.size()] = u'\0';
-    return VOR_OK;
-  }
-  std::size_t n = 0;
-  if (!utf::Utf8ToUtf16(utf8, [&](char16_t c) { data_[n++] = c; })) {
-    data_[0] = u'\0';
-    return VOR_E_INVALID_SYMBOL;
-  }
-  data_[n] = u'\0';
-  return VOR_OK;
 }
 
 }  // namespace vor::host

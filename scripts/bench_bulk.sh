@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Throughput of bulk file checks through vorctl, beside its baseline in the
-# same run: grep -Fxf of the critical set over the same input, a bare
-# membership test of the same paths against the same set. The input is
-# copies of `find /usr /etc` (at least a million paths); each tool writes one
-# line per path (grep: per match) to a file. Best of RUNS runs each.
+# Throughput of bulk file checks through vorctl, by entry (the default) and
+# by the module's letter (--exact), beside a baseline in the same run: grep
+# -Fxf of the critical set over the same input, a bare membership test of the
+# same paths against the same set. The input is copies of `find /usr /etc`
+# (at least a million paths); each writes one line per path (grep: per match)
+# to a file. Best of RUNS runs each, taken in turns so that a busy machine
+# weighs on all alike.
 #   VORCTL=path/to/vorctl  use that build instead of building the default preset
 #   RUNS=3                  runs of each
 set -euo pipefail
@@ -28,33 +30,40 @@ done
 paths=$(wc -l <"$work/input")
 "$VORCTL" list-files >"$work/set"
 
-# Best wall time of `runs` runs of the command, in seconds.
-best() {
-  local best_time=""
-  for ((i = 0; i < runs; i++)); do
-    local start end
-    start=$(date +%s.%N)
-    "$@" || [[ $? -eq 1 ]]  # exit 1: some paths are not critical, as expected
-    end=$(date +%s.%N)
-    best_time=$(echo "$start $end ${best_time:-}" |
-      awk '{ t = $2 - $1; if ($3 != "" && $3 < t) t = $3; printf "%.4f", t }')
-  done
-  echo "$best_time"
+# Runs the command once; prints the lesser of its wall time and $1 (the
+# best so far, "" for none), in seconds.
+keep() {
+  local so_far=$1 start end
+  shift
+  start=$(date +%s.%N)
+  "$@" || [[ $? -eq 1 ]]  # exit 1: some paths are not critical, as expected
+  end=$(date +%s.%N)
+  echo "$start $end $so_far" | awk '{ t = $2 - $1; if ($3 != "" && $3 < t) t = $3; printf "%.4f", t }'
 }
-vorctl_time=$(best sh -c '"$0" check-file - <"$1" >"$2"' "$VORCTL" "$work/input" "$work/answers")
-grep_time=$(best sh -c 'grep -Fxf "$0" "$1" >"$2"' "$work/set" "$work/input" "$work/matches")
+entry_time=""
+exact_time=""
+grep_time=""
+for ((round = 0; round < runs; round++)); do
+  entry_time=$(keep "$entry_time" sh -c '"$0" check-file - <"$1" >"$2"' "$VORCTL" "$work/input" "$work/entry")
+  exact_time=$(keep "$exact_time" sh -c '"$0" check-file --exact - <"$1" >"$2"' "$VORCTL" "$work/input" "$work/exact")
+  grep_time=$(keep "$grep_time" sh -c 'grep -Fxf "$0" "$1" >"$2"' "$work/set" "$work/input" "$work/matches")
+done
 
-# Both must have found the same critical paths, or the comparison is void.
-critical=$(grep -c ': critical$' "$work/answers" || true)
+# grep and --exact must have found the same critical paths, and the answers
+# by entry at least those, or the comparison is void.
+by_entry=$(grep -c ': critical' "$work/entry" || true)
+by_letter=$(grep -c ': critical$' "$work/exact" || true)
 matches=$(wc -l <"$work/matches")
 echo "input:            $paths paths ($copies copies of find /usr /etc), $(wc -l <"$work/set") critical set"
-echo "answers:          $(wc -l <"$work/answers") lines, $critical critical; grep matched $matches"
-awk -v n="$paths" -v v="$vorctl_time" -v g="$grep_time" 'BEGIN {
-  printf "vorctl check-file -: %8.3f s  %10.0f paths/s\n", v, n / v
-  printf "grep -Fxf:           %8.3f s  %10.0f paths/s\n", g, n / g
-  printf "ratio:               %8.1fx\n", v / g
+echo "answers:          $(wc -l <"$work/entry") lines, $by_entry critical by entry, $by_letter by the letter; grep matched $matches"
+awk -v n="$paths" -v e="$entry_time" -v x="$exact_time" -v g="$grep_time" 'BEGIN {
+  printf "vorctl check-file -:          %8.3f s  %10.0f paths/s\n", e, n / e
+  printf "vorctl check-file --exact -:  %8.3f s  %10.0f paths/s\n", x, n / x
+  printf "grep -Fxf:                    %8.3f s  %10.0f paths/s\n", g, n / g
+  printf "by entry / --exact:           %8.2fx\n", e / x
+  printf "--exact / grep:               %8.1fx\n", x / g
 }'
-if [[ "$critical" != "$matches" ]]; then
+if [[ "$by_letter" != "$matches" || "$by_entry" -lt "$by_letter" ]]; then
   echo "vorctl and grep disagree on the critical paths" >&2
   exit 1
 fi

@@ -16,7 +16,31 @@
  * Every function returns a result code of <vor/result.h>; none aborts or
  * throws into the caller. A null or otherwise unusable argument gives
  * VOR_E_INVALID_ARGUMENT. On a failure `*critical` is false: a question that
- * was not answered is never reported critical. */
+ * was not answered is never reported critical.
+ *
+ * Files are answered by entry. The module knows each file by the letter of
+ * one path; on a machine whose top-level directories are links (/bin ->
+ * usr/bin) one file has several spellings. The entry a path names is the one
+ * a program reaches when it opens the path: the directory part resolved as
+ * the kernel resolves it (relative to the working directory, every symbolic
+ * link and ".." in order), plus the final name, never followed (a link named
+ * sh is its own entry, not the shell it leads to; a final "." or ".." names
+ * the directory it leads to, in its parent). The session asks the module
+ * about the path as given first (made absolute, "." components and repeated
+ * slashes removed, ".." kept); when that is not critical, about the entry's
+ * other spellings on this machine: its physical path, and its path through
+ * each symbolic link to a directory that stands in "/" (read when the session
+ * opens and at each reload). Critical if any spelling is. Not followed: hard
+ * links (another name of the same file is another entry), bind mounts (the
+ * path through the mount as typed), links below the top level other than
+ * those the path itself goes through. Where the directory part leads nowhere
+ * (absent, no permission) the answer for the path as given stands; a path
+ * ending in "/" names no file and gets the module's answer for it, which is
+ * critical for every such path. Under a root other than "/" (options.root)
+ * the answers are the module's letter: the entries are this machine's, not
+ * the root's. Resolutions of directories are remembered until the next
+ * reload (16384 directories at most, some 7 MB): a link or directory changed
+ * since is seen after it. */
 #ifndef VOR_SESSION_H_
 #define VOR_SESSION_H_
 
@@ -76,12 +100,16 @@ typedef struct vor_session_options {
   uint32_t trace_level;
   vor_trace_fn trace;
   void* trace_context;
+  /* true: ask the module about each path exactly as given and nothing else,
+   * as a host reproducing the module's own question needs; false (the
+   * default): answer by entry. */
+  bool exact;
 } vor_session_options;
 
 /* Opens a session; NULL options mean the defaults above. */
 VOR_HOST_API uint32_t vor_session_open(const vor_session_options* options, vor_session** out);
 
-/* Asks the module whether a file (a UTF-8 path, passed as it stands) or a
+/* Asks the module whether a file (a UTF-8 path, answered by entry) or a
  * running process is critical to the operating system. */
 VOR_HOST_API uint32_t vor_session_check_file(vor_session* session, const char* utf8_path,
                                              bool* critical);
@@ -93,6 +121,15 @@ VOR_HOST_API uint32_t vor_session_check_file(vor_session* session, const char* u
  * A thread id that leads no thread group cannot be pinned (pidfd_open refuses
  * it) and is asked unpinned. */
 VOR_HOST_API uint32_t vor_session_check_pid(vor_session* session, uint32_t pid, bool* critical);
+
+/* As vor_session_check_file, and writes into `as` (NUL-terminated) the
+ * spelling of the entry that the module calls critical, or "" when the path
+ * as given decided or nothing was critical. When the spelling does not fit
+ * in `as_size` bytes the call returns VOR_E_BUFFER_TOO_SMALL with `*critical`
+ * false and `as` "" (when `as_size` is not 0): ask again with a larger
+ * buffer. */
+VOR_HOST_API uint32_t vor_session_check_file_as(vor_session* session, const char* utf8_path,
+                                                bool* critical, char* as, size_t as_size);
 
 /* Asks about the process a pidfd refers to (pidfd_open(2), or clone(2) with
  * CLONE_PIDFD). Once that process has exited the call fails with
@@ -108,7 +145,9 @@ VOR_HOST_API uint32_t vor_session_check_pid(vor_session* session, uint32_t pid, 
 VOR_HOST_API uint32_t vor_session_check_pidfd(vor_session* session, int pidfd, bool* critical);
 
 /* As above, and hands `line` the module's own trace lines of this one call
- * (up to VOR_TRACE_INFO): why the answer is what it is. */
+ * (up to VOR_TRACE_INFO): why the answer is what it is. For a file, those of
+ * the spelling that decided (of the path as given when nothing was
+ * critical), unchanged. */
 VOR_HOST_API uint32_t vor_session_explain_file(vor_session* session, const char* utf8_path,
                                                bool* critical, vor_trace_fn line,
                                                void* context);

@@ -34,6 +34,9 @@ struct SessionOptions {
   std::uint32_t traceLevel = VOR_TRACE_NONE;
   // Receives the module's lines up to traceLevel, from any thread.
   std::function<void(std::uint32_t level, std::string_view line)> trace;
+  // Ask the module about each path exactly as given and nothing else (as a
+  // host reproducing the module's own question needs), not by entry.
+  bool exact = false;
 };
 
 // Where the host's XML parser stopped on a malformed document, from 1.
@@ -83,6 +86,16 @@ struct Answer {
   bool critical = false;  // false whenever result is a failure
 };
 
+// The answer for the directory entry a path names (see <vor/session.h>).
+struct FileAnswer {
+  zel::result_t result = VOR_OK;
+  bool critical = false;  // false whenever result is a failure
+  std::string asked;      // the path the module was asked first
+  // The spelling of the entry that the module calls critical; empty when
+  // `asked` decided or nothing was critical.
+  std::string as;
+};
+
 class VOR_HOST_API Session {
  public:
   // Opens a session; on failure `out` stays empty and `error` (when given)
@@ -93,8 +106,19 @@ class VOR_HOST_API Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // `explain`, when given, receives the module's own lines of this one call.
+  // `explain`, when given, receives the module's own lines of this one call:
+  // for a file, those of the spelling that decided (of `asked` when nothing
+  // was critical). Files are answered by entry, as <vor/session.h> tells,
+  // unless the session is exact.
   Answer CheckFile(std::string_view utf8Path, std::vector<std::string>* explain = nullptr);
+  FileAnswer CheckFileEntry(std::string_view utf8Path, std::vector<std::string>* explain = nullptr);
+  // As above into `out`, whose strings keep their capacity from call to
+  // call: checks in bulk allocate nothing per path.
+  void CheckFileEntry(std::string_view utf8Path, FileAnswer& out,
+                      std::vector<std::string>* explain = nullptr);
+  // The spellings CheckFile asks about for `utf8Path`, in order: the path
+  // asked first, then the entry's other spellings on this machine.
+  zel::result_t EntrySpellings(std::string_view utf8Path, std::vector<std::string>& out);
   // The process is pinned while it is asked about: one that exits before the
   // answer is in gives VOR_E_FILE_NOT_FOUND, whatever the module said.
   Answer CheckPid(std::uint32_t pid, std::vector<std::string>* explain = nullptr);

@@ -1,7 +1,7 @@
-/* The C API of libvor-host, called from C: bad arguments, checks from two
- * threads at once, a reload that puts a changed vor_proc.xms in force while a
- * broken one leaves the list in force alone, and checks pinned to their
- * process. */
+/* The C API of libvor-host, called from C: bad arguments, answers by entry
+ * and the spelling that decided, checks from threads while the session
+ * reloads, a reload that puts a changed vor_proc.xms in force while a broken
+ * one leaves the list in force alone, and checks pinned to their process. */
 #define _GNU_SOURCE
 #include <pthread.h>
 #include <signal.h>
@@ -59,23 +59,79 @@ static void BadArguments(void) {
   vor_session_close(session);
 }
 
+/* A folder with the link b -> /usr/bin in it, and paths through it:
+ * b/ls, b/ls.not, b/../bin/ls, b, b/. */
+static char linked_dir[] = "/tmp/vor-entries-XXXXXX";
+static char linked[5][96];
+
+static void MakeLinked(void) {
+  EXPECT(mkdtemp(linked_dir) != NULL);
+  const char* names[] = {"b/ls", "b/ls.not", "b/../bin/ls", "b", "b/"};
+  for (int i = 0; i < 5; ++i) snprintf(linked[i], 96, "%s/%s", linked_dir, names[i]);
+  EXPECT(symlink("/usr/bin", linked[3]) == 0);
+}
+
+/* Each path of `linked` with its answer by entry and the spelling that
+ * decided; with `exact`, the module's answer for the letter. */
+static void ExpectEntries(vor_session* session, bool exact) {
+  const struct {
+    bool critical;
+    const char* as;
+  } rows[5] = {{!exact, exact ? "" : "/usr/bin/ls"}, {false, ""},
+               {!exact, exact ? "" : "/usr/bin/ls"}, {false, ""}, {true, ""}};
+  for (int i = 0; i < 5; ++i) {
+    bool critical = !rows[i].critical;
+    char as[32] = "stale";
+    EXPECT(vor_session_check_file_as(session, linked[i], &critical, as, sizeof as) == VOR_OK);
+    EXPECT(critical == rows[i].critical && strcmp(as, rows[i].as) == 0);
+  }
+}
+
+static void Entries(void) {
+  vor_session_options options = {.size = sizeof options};
+  for (int exact = 0; exact < 2; ++exact) {
+    options.exact = exact;
+    vor_session* session = NULL;
+    EXPECT(vor_session_open(&options, &session) == VOR_OK);
+    if (session == NULL) continue;
+    ExpectEntries(session, exact);
+    bool critical = true;
+    char as[32];
+    EXPECT(vor_session_check_file_as(session, "/usr/bin/\xff", &critical, as, sizeof as) ==
+               VOR_E_INVALID_SYMBOL && !critical && as[0] == '\0');
+    EXPECT(vor_session_check_file_as(session, "/usr/bin/ls", &critical, NULL, 8) ==
+           VOR_E_INVALID_ARGUMENT && !critical);
+    EXPECT(vor_session_check_file_as(session, "/usr/bin/ls", &critical, as, 0) ==
+           VOR_E_INVALID_ARGUMENT);
+    /* "/usr/bin/ls" needs 12 bytes: too small never reads critical. */
+    const uint32_t small = vor_session_check_file_as(session, linked[0], &critical, as, 11);
+    EXPECT(exact ? small == VOR_OK : small == VOR_E_BUFFER_TOO_SMALL && !critical);
+    EXPECT(as[0] == '\0');
+    EXPECT(vor_session_check_file_as(session, linked[0], &critical, as, 12) == VOR_OK &&
+           critical != exact);
+    vor_session_close(session);
+  }
+}
+
 static void* CheckMany(void* arg) {
   vor_session* session = arg;
-  for (int i = 0; i < 2000; ++i) {
+  for (int i = 0; i < 500; ++i) {
     bool ls = false, self = false, tmp = true;
     EXPECT(vor_session_check_file(session, "/usr/bin/ls", &ls) == VOR_OK && ls);
     EXPECT(vor_session_check_file(session, "/tmp/not-critical", &tmp) == VOR_OK && !tmp);
     EXPECT(vor_session_check_pid(session, (uint32_t)getpid(), &self) == VOR_OK && self);
+    ExpectEntries(session, false);
   }
   return NULL;
 }
 
-static void TwoThreads(void) {
+static void TwoThreadsWhileReloading(void) {
   vor_session* session = NULL;
   EXPECT(vor_session_open(NULL, &session) == VOR_OK);
   if (session == NULL) return;
   pthread_t threads[2];
   for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckMany, session);
+  for (int i = 0; i < 10; ++i) EXPECT(vor_session_reload(session) == VOR_OK);
   for (int i = 0; i < 2; ++i) pthread_join(threads[i], NULL);
   vor_session_close(session);
 }
@@ -313,7 +369,10 @@ static void ReloadUnderChecks(void) {
 
 int main(void) {
   BadArguments();
-  TwoThreads();
+  MakeLinked();
+  Entries();
+  TwoThreadsWhileReloading();
+  EXPECT(unlink(linked[3]) == 0 && rmdir(linked_dir) == 0);
   Reload();
   PinnedChecks();
   ReloadUnderChecks();

@@ -1,10 +1,12 @@
-// The reference host's allocator, the session's tracer and the service locator.
+// The reference host's allocator, the session's tracer, the service locator,
+// and the path a file check asks about first.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "host/file_entry.h"
 #include "host/host_object.h"
 #include "host/malloc_allocator.h"
 #include "host/service_locator.h"
@@ -62,6 +64,45 @@ TEST(ServiceLocatorTest, ServesRegisteredServicesByInterfaceAndServiceId) {
   locator->Unregister(zel::IAllocator::kIid, 7);
   EXPECT_NE(locator->GetInterface(zel::IAllocator::kIid, 7, &out), 0u);
   EXPECT_NE(locator->GetInterface(zel::IAllocator::kIid, 7, nullptr), 0u);
+}
+
+// Typed, then the path asked first, the directory resolved for the entry and
+// the final name ("-" for empty).
+struct AskedRow {
+  std::string typed, text, directory, name;
+};
+
+TEST(AskedPathTest, CleanedLexicallyWithDotDotKept) {
+  std::vector<AskedRow> rows = {
+      {"/usr/bin/ls", "/usr/bin/ls", "/usr/bin", "ls"},
+      {"//usr//bin/./ls", "/usr/bin/ls", "/usr/bin", "ls"},
+      {"/ls", "/ls", "/", "ls"},
+      {"/usr/bin/.ls", "/usr/bin/.ls", "/usr/bin", ".ls"},
+      {"/usr/../bin/..ls", "/usr/../bin/..ls", "/usr/../bin", "..ls"},
+      {"/usr/bin/.", "/usr/bin", "/usr/bin", "-"},
+      {"/usr/bin/..", "/usr/bin/..", "/usr/bin/..", "-"},
+      {"/.", "/", "/", "-"},
+      {"/usr/./bin/", "/usr/bin/", "-", "-"},
+      {"/", "/", "-", "-"},
+      {"", "", "-", "-"},
+  };
+  // Around the 62 bytes each block of the scan judges, and its 64.
+  for (std::size_t size = 56; size <= 70; ++size) {
+    const std::string x = "/" + std::string(size, 'x');
+    rows.push_back({x + "//a", x + "/a", x, "a"});
+    rows.push_back({x + "/./a", x + "/a", x, "a"});
+    rows.push_back({x + "/.", x, x, "-"});
+    rows.push_back({x + "/.a/b", x + "/.a/b", x + "/.a", "b"});
+  }
+  for (const AskedRow& row : rows) {
+    std::string scratch;
+    AskedPath asked;
+    ASSERT_EQ(MakeAskedPath(row.typed, scratch, asked), zel::kOk) << row.typed;
+    const auto shown = [](std::string_view part) { return part.empty() ? "-" : std::string(part); };
+    EXPECT_EQ(asked.text, row.text) << row.typed;
+    EXPECT_EQ(shown(asked.directory), row.directory) << row.typed;
+    EXPECT_EQ(shown(asked.name), row.name) << row.typed;
+  }
 }
 
 }  // namespace

@@ -33,3 +33,14 @@ hide_proc() {
   unshare -m sh -c 'mount --bind /proc "$0/proc" && mount -t tmpfs vor-test /proc &&
     ln -s "$0/proc/self" /proc/self && exec "$@"' "$D" "$@"
 }
+# Skips the rest of the section (exit 77, saying why) unless $1 is a directory.
+need_dir() {
+  [ -d "$1" ] || { echo "skipped: $1 is not a directory on this machine" >&2; exit 77; }
+}
+# Skips the rest of the section unless /bin, /sbin, /lib and /lib64 lead into /usr.
+need_usrmerge() {
+  for d in bin sbin lib lib64; do
+    [ "$(realpath /$d)" = "/usr/$d" ] ||
+      { echo "skipped: /$d is not a link into /usr: not a usrmerged machine" >&2; exit 77; }
+  done
+}

@@ -1,7 +1,9 @@
 // check-file PATH... | - and check-pid PID... | -: ask the loaded module, one
 // answer per object, in order. With "-" the objects come from stdin and the
 // answers stream out as they come (JSON: one object per line). --explain
-// adds the module's own trace lines for each decision.
+// adds the module's own trace lines for each decision. Files are answered by
+// entry (the session resolves each path as the kernel does), and a line
+// names the spelling that decided.
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,7 +18,6 @@
 #include "commands.h"
 #include "host_session.h"
 #include "output.h"
-#include "paths.h"
 #include "processes.h"
 #include "vor/result.h"
 
@@ -26,7 +27,7 @@ namespace {
 struct CheckOptions {
   std::vector<std::string> objects;
   bool explain = false;
-  bool exact = false;      // check-file: paths untouched
+  bool exact = false;      // check-file: the module asked each path as given, only
   bool nul = false;        // stdin records end in NUL, not a line end
   std::string only;        // "", "critical" or "not-critical"
 };
@@ -77,20 +78,35 @@ class Checker {
           bool stream)
       : globals_(globals), options_(options), session_(session), lines_(stream && globals.json) {}
 
-  void File(std::string_view typed, std::string_view asked) {
+  void File(std::string_view typed) {
     trace_.clear();
-    const vor::host::Answer answer = session_.CheckFile(asked, options_.explain ? &trace_ : nullptr);
+    session_.CheckFileEntry(typed, file_, options_.explain ? &trace_ : nullptr);
+    const vor::host::Answer answer{file_.result, file_.critical};
     if (!Shown(answer, "check-file " + std::string(typed))) return;
+    const std::string_view asked = file_.asked;
     if (globals_.json) {
-      Emit({{"path", typed}, {"asked", asked}}, answer);
+      Emit({{"path", typed}, {"asked", asked}, {"as", file_.as.empty() ? Json() : Json(file_.as)}},
+           answer);
       return;
     }
     Write(typed);
-    if (asked != typed) {
+    if (!asked.empty() && asked != typed) {
       Write(" -> ");
       Write(asked);
     }
-    Verdict(answer);
+    if (!file_.as.empty()) {
+      Write(": critical (as ");
+      Write(file_.as);
+      Write(")");
+    } else if (zel::Succeeded(answer.result) && !asked.empty() && asked.back() == '/') {
+      Words(answer, false);
+      Write(" (no file name: the module calls every such path critical)");
+    } else {
+      Words(answer, true);
+      return EndTrace();
+    }
+    Write("\n");
+    EndTrace();
   }
 
   void Pid(std::string_view typed, std::uint32_t pid) {
@@ -109,10 +125,10 @@ class Checker {
     Write(typed);
     if (label != nullptr) {
       Write(std::string(": ") + label + " (" + FormatResult(answer.result) + ")\n");
-      WriteTrace();
-      return;
+    } else {
+      Words(answer, true);
     }
-    Verdict(answer);
+    EndTrace();
   }
 
   // Prints the JSON array of the answers when they were not streamed.
@@ -145,19 +161,20 @@ class Checker {
     }
   }
 
-  // Ends the text line begun with the object.
-  void Verdict(const vor::host::Answer& answer) {
+  // The verdict after the object, in words; `end` ends the line as well
+  // (in one write: bulk answers spend their time in such writes).
+  void Words(const vor::host::Answer& answer, bool end) {
     if (zel::Failed(answer.result)) {
-      const std::string failure =
-          ": " + ResultMessage(answer.result) + " (" + FormatResult(answer.result) + ")\n";
-      Write(failure);
-    } else {
-      Write(answer.critical ? ": critical\n" : ": not critical\n");
+      Write(": " + ResultMessage(answer.result) + " (" + FormatResult(answer.result) + ")");
+      if (end) Write("\n");
+      return;
     }
-    WriteTrace();
+    std::string_view words = answer.critical ? ": critical\n" : ": not critical\n";
+    Write(end ? words : words.substr(0, words.size() - 1));
   }
 
-  void WriteTrace() {
+  // The module's trace lines of the decision, after its line.
+  void EndTrace() {
     for (const std::string& line : trace_) {
       Write("  ");
       Write(line);
@@ -171,6 +188,7 @@ class Checker {
   const bool lines_;  // JSON Lines
   Json rows_ = Json::array();
   std::vector<std::string> trace_;
+  vor::host::FileAnswer file_;  // reused: no allocation per path
   int status_ = kExitOk;
 };
 
@@ -202,37 +220,15 @@ int RunFileChecks(const Globals& globals, const CheckOptions& options) {
       if (relativeUnderRoot(path)) return kExitUsage;
     }
   }
-  std::string cwd;
-  std::string cwdError;
-  if (!options.exact) {
-    char buffer[4096];
-    if (::getcwd(buffer, sizeof buffer) != nullptr) {
-      cwd = buffer;
-    } else {
-      cwdError = std::strerror(errno);
-    }
-  }
   int status = kExitOk;
-  std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
+  std::unique_ptr<vor::host::Session> session = OpenSession(globals, status, options.exact);
   if (!session) return status;
 
   Checker checker(globals, options, *session, stream);
-  std::string asked;  // reused: no allocation per path
   bool usage = false;
-  bool failed = false;
   const auto check = [&](std::string_view typed) {
     if (relativeUnderRoot(typed)) return !(usage = true);
-    if (options.exact) {
-      checker.File(typed, typed);
-    } else if (!typed.empty() && typed.front() != '/' && cwd.empty()) {
-      // Asking about the bare string would answer a question the user did not ask.
-      PrintError("check-file " + std::string(typed) + ": cannot tell the working directory: " +
-                 cwdError);
-      failed = true;
-    } else {
-      AbsolutePath(typed, cwd, asked);
-      checker.File(typed, asked);
-    }
+    checker.File(typed);
     return true;
   };
   if (!stream) {
@@ -243,7 +239,7 @@ int RunFileChecks(const Globals& globals, const CheckOptions& options) {
   }
   if (usage) return kExitUsage;
   checker.Finish();
-  return failed ? kExitFailed : checker.status();
+  return checker.status();
 }
 
 int RunPidChecks(const Globals& globals, const CheckOptions& options) {
@@ -299,10 +295,11 @@ void AddCheckCommands(CLI::App& app, const Globals& globals, int& status) {
                    "          find /usr -print0 | vorctl check-file -0 --only critical -\n"
                    "Exit status: 0 all critical, 1 some not critical, 3 a check failed.");
   check_file->add_option("PATH", files->objects,
-                         "paths, taken against the working directory; - reads them from stdin")
+                         "paths, answered for the file each names (resolved as the kernel "
+                         "resolves them, the final name not followed); - reads them from stdin")
       ->required();
   check_file->add_flag("--exact", files->exact,
-                       "ask about each path exactly as given, as a host would");
+                       "ask the module about each path exactly as given and nothing else");
   AddCommonOptions(*check_file, *files, "path");
   check_file->callback([&globals, &status, files] { status = RunFileChecks(globals, *files); });
 

@@ -50,7 +50,7 @@ void WarnUnread(const std::vector<std::pair<std::string, std::string>>& given,
 
 }  // namespace
 
-std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& status) {
+std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& status, bool exact) {
   status = kExitUsage;
   // Directories the user named that are not there are usage errors, told
   // before the module is loaded.
@@ -71,6 +71,7 @@ std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& sta
   options.modulePath = globals.modulePath;
   options.storageDir = globals.storageDir;
   options.root = globals.sysroot;
+  options.exact = exact;
   if (!ReadAssignments(globals.flags, "--flag", options.flags) ||
       !ReadAssignments(globals.env, "--env", options.environment)) {
     return nullptr;

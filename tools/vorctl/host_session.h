@@ -11,9 +11,11 @@
 
 namespace vorctl {
 
-// Opens the session; on failure prints "vorctl: ..." and returns null with
-// the exit status in `status`.
-std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& status);
+// Opens the session (`exact`: files asked as given, not by entry); on
+// failure prints "vorctl: ..." and returns null with the exit status in
+// `status`.
+std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& status,
+                                                bool exact = false);
 
 // When the process list in force failed, says so in one line on stderr
 // naming vor_proc.xms and returns true: the commands that answer about

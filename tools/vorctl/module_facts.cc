@@ -28,10 +28,12 @@ CriticalFiles ConfirmedFileSet(vor::host::Session& session) {
     return files;
   }
   // vorctl's copy of the table could differ from the module loaded: every
-  // path is asked, and one the module does not hold critical is an error.
+  // path is asked, and one the module does not hold critical by its letter
+  // (another spelling of the same entry deciding does not count) is an error.
+  vor::host::FileAnswer answer;
   for (std::string& path : set.paths) {
-    const vor::host::Answer answer = session.CheckFile(path);
-    if (answer.critical) {
+    session.CheckFileEntry(path, answer);
+    if (answer.critical && answer.as.empty()) {
       files.paths.push_back(std::move(path));
     } else {
       PrintModuleFailure("the loaded module does not confirm '" + path + "'",

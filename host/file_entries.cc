@@ -1,0 +1,229 @@
+#include "host/file_entries.h"
+
+#include <limits.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+
+#include "host/wide_path.h"
+
+namespace vor::host {
+namespace {
+
+std::atomic<std::uint64_t> epochs{0};
+
+// The last directories this thread asked about, with their spellings: paths
+// come in runs from a few directories (a walk goes back and forth between a
+// directory and its parent), and the rest of a run then costs no lookup.
+// Plain data: nothing to destroy when the thread ends.
+struct RecentDirectory {
+  std::uint64_t epoch;  // 0: nothing remembered
+  std::uint64_t used;   // the least recently used goes first
+  std::size_t size;
+  char directory[192];
+  std::size_t count;
+  char16_t spellings[192];  // as FileEntries::Directory holds them
+};
+struct RecentDirectories {
+  std::uint64_t uses;
+  RecentDirectory slots[4];
+};
+thread_local RecentDirectories recent;
+
+}  // namespace
+
+FileEntries::FileEntries(std::size_t capacity)
+    : capacity_(capacity), epoch_(epochs.fetch_add(1) + 1) {}
+
+zel::result_t FileEntries::Refresh() {
+  std::vector<DirectoryLink> links;
+  const zel::result_t code = ReadTopDirectoryLinks(links);
+  if (zel::Failed(code)) return code;
+  std::unique_lock hold(mutex_);
+  links_ = std::move(links);
+  directories_.clear();
+  epoch_.store(epochs.fetch_add(1) + 1);
+  return zel::kOk;
+}
+
+bool FileEntries::Spell(std::string_view physical, std::string_view own, std::u16string& out,
+                        std::size_t& count) const {
+  bool ok = true;
+  ForEachDirectorySpelling(physical, links_, [&](std::string_view head, std::string_view tail) {
+    const std::string_view slash = head == "/" && tail.empty() ? "" : "/";
+    const std::size_t size = head.size() + tail.size() + slash.size();
+    if (!ok || (own.size() == size && own.starts_with(head) &&
+                own.substr(head.size()).starts_with(tail) && own.ends_with(slash))) {
+      return;  // the directory as asked
+    }
+    const std::size_t at = out.size();
+    out.push_back(0);
+    ok = AppendWide(head, out) && AppendWide(tail, out) && AppendWide(slash, out);
+    out[at] = static_cast<char16_t>(out.size() - at - 1);
+    ++count;
+  });
+  return ok;
+}
+
+zel::result_t FileEntries::Resolve(std::string_view directory, std::string& physical) {
+  if (directory.size() >= PATH_MAX) return zel::kFalse;  // the kernel would refuse it
+  // The parent first, as the kernel walks; then the last component.
+  const std::size_t slash = directory.rfind('/');
+  const std::string_view last = directory.substr(slash + 1);
+  const std::string_view parent = directory.substr(0, slash == 0 ? 1 : slash);
+  zel::result_t code = With(parent, [&](std::string_view resolved, const Directory&) {
+    physical.assign(resolved);
+  });
+  if (code != zel::kOk) return code;
+  if (last == "..") {
+    physical.resize(std::max<std::size_t>(physical.rfind('/'), 1));
+  } else {
+    if (physical.size() > 1) physical += '/';
+    physical += last;
+    struct stat info {};
+    if (::lstat(physical.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+      // A link, or no directory there: the kernel's own answer.
+      code = ResolveDirectory(directory, physical);
+      if (code != zel::kOk) return code;
+    }
+  }
+  std::string own(directory);
+  own += '/';
+  std::unique_lock hold(mutex_);
+  if (directories_.size() >= capacity_) return zel::kOk;  // full: not remembered
+  Directory known;
+  if (physical != directory) known.physical = physical;
+  if (!Spell(physical, own, known.spellings, known.count)) return zel::kErrInvalidSymbol;
+  directories_.try_emplace(std::string(directory), std::move(known));
+  return zel::kOk;
+}
+
+template <class Use>
+zel::result_t FileEntries::With(std::string_view directory, Use use) {
+  static const Directory root;
+  if (directory == "/") {
+    use(directory, root);
+    return zel::kOk;
+  }
+  std::string physical;
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    {
+      std::shared_lock hold(mutex_);
+      const auto known = directories_.find(directory);
+      if (known != directories_.end()) {
+        const Directory& found = known->second;
+        use(found.physical.empty() ? directory : std::string_view(found.physical), found);
+        return zel::kOk;
+      }
+    }
+    if (attempt > 0) break;
+    const zel::result_t code = Resolve(directory, physical);
+    if (code != zel::kOk) return code;
+  }
+  // Resolved, but the cache is full.
+  Directory transient;
+  std::string own(directory);
+  own += '/';
+  std::shared_lock hold(mutex_);
+  if (!Spell(physical, own, transient.spellings, transient.count)) return zel::kErrInvalidSymbol;
+  use(std::string_view(physical), transient);
+  return zel::kOk;
+}
+
+zel::result_t FileEntries::AppendOtherSpellings(const AskedPath& asked, std::pmr::u16string& out,
+                                                std::size_t& count) {
+  count = 0;
+  if (asked.directory.empty()) return zel::kOk;
+  const std::uint64_t epoch = epoch_.load();
+  std::string_view name = asked.name;
+  // The directory's spellings, counted: this thread's recent ones, or new.
+  const char16_t* directories = nullptr;
+  std::size_t spellings = 0;
+  std::u16string fresh;
+  std::string physical;  // of the directory a final "." or ".." names
+  zel::result_t code = zel::kOk;
+  if (!name.empty()) {
+    RecentDirectories& mine = recent;
+    RecentDirectory* memo = &mine.slots[0];
+    for (RecentDirectory& slot : mine.slots) {
+      if (slot.epoch == epoch && slot.size == asked.directory.size() &&
+          std::memcmp(slot.directory, asked.directory.data(), slot.size) == 0) {
+        directories = slot.spellings;
+        spellings = slot.count;
+        memo = &slot;
+        break;
+      }
+      if (slot.used < memo->used) memo = &slot;
+    }
+    memo->used = ++mine.uses;
+    if (directories == nullptr) {
+      code = With(asked.directory, [&](std::string_view, const Directory& known) {
+        spellings = known.count;
+        memo->epoch = 0;
+        if (asked.directory.size() <= sizeof memo->directory &&
+            known.spellings.size() <= std::size(memo->spellings)) {
+          asked.directory.copy(memo->directory, asked.directory.size());
+          memo->size = asked.directory.size();
+          std::copy(known.spellings.begin(), known.spellings.end(), memo->spellings);
+          memo->count = known.count;
+          memo->epoch = epoch;
+          directories = memo->spellings;
+        } else {
+          fresh = known.spellings;
+          directories = fresh.c_str();
+        }
+      });
+    }
+  } else {
+    // A final "." or "..": the entry is the directory itself, in its parent.
+    code = With(asked.directory, [&](std::string_view resolved, const Directory&) {
+      physical.assign(resolved);
+    });
+    if (code == zel::kOk && physical != "/") {
+      const std::size_t slash = physical.rfind('/');
+      name = std::string_view(physical).substr(slash + 1);
+      const std::string_view text = asked.text;
+      const std::string_view own =
+          text.ends_with(name) ? text.substr(0, text.size() - name.size()) : std::string_view();
+      std::shared_lock hold(mutex_);
+      if (!Spell(physical.substr(0, slash == 0 ? 1 : slash), own, fresh, spellings)) {
+        code = zel::kErrInvalidSymbol;
+      }
+      directories = fresh.c_str();
+    }
+  }
+  if (code != zel::kOk) return zel::Failed(code) ? code : zel::kOk;  // leads nowhere: no entry
+
+  // Each spelling: its length (two units), the directory's spelling, the
+  // name (widened once, for the first, and copied for the others), a NUL.
+  const std::size_t start = out.size();
+  std::size_t name16 = 0;
+  std::size_t nameAt = 0;
+  for (; count < spellings; ++count) {
+    const std::size_t size = *directories++;
+    const std::size_t at = out.size();
+    out.resize(at + 2 + size);
+    std::copy_n(directories, size, out.data() + at + 2);
+    directories += size;
+    if (count == 0) {
+      nameAt = out.size();
+      if (!AppendWide(name, out)) {
+        out.resize(start);
+        count = 0;
+        return zel::kErrInvalidSymbol;
+      }
+      name16 = out.size() - nameAt;
+    } else {
+      out.append(out, nameAt, name16);
+    }
+    const std::size_t length = size + name16;
+    out[at] = static_cast<char16_t>(length & 0xffff);
+    out[at + 1] = static_cast<char16_t>(length >> 16);
+    out.push_back(u'\0');
+  }
+  return zel::kOk;
+}
+
+}  // namespace vor::host
