@@ -24,11 +24,11 @@ struct RecentDirectory {
   std::size_t size;
   char directory[192];
   std::size_t count;
-  char16_t spellings[192];  // as FileEntries::Directory holds them
+  char16_t spellings[384];  // as FileEntries::Directory holds them
 };
 struct RecentDirectories {
   std::uint64_t uses;
-  RecentDirectory slots[4];
+  RecentDirectory slots[8];
 };
 thread_local RecentDirectories recent;
 
