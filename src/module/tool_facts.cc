@@ -5,6 +5,7 @@
 #include "proclist/host_questions.h"
 #include "proclist/process_info.h"
 #include "proclist/process_list_config.h"
+#include "runtime/errno_result.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"
 #include "runtime/string.h"
@@ -149,6 +150,8 @@ HostSettings SettingsRead() {
   }
   return recorder.settings;
 }
+
+zel::result_t ResultFromErrno(int error) { return zel::ErrnoToResult(error); }
 
 zel::result_t ReadParentPid(std::uint32_t pid, std::uint32_t& ppid) {
   return GetProcessParentPid(Silent(), pid, ppid);

@@ -46,6 +46,9 @@ struct HostSettings {
 };
 HostSettings SettingsRead();
 
+// The module's result code for a C library error number.
+zel::result_t ResultFromErrno(int error);
+
 // /proc facts of one process, as the module reads them; nothing is traced.
 zel::result_t ReadParentPid(std::uint32_t pid, std::uint32_t& ppid);
 zel::result_t ReadImagePath(std::uint32_t pid, std::string& image);

@@ -39,12 +39,31 @@ std::optional<std::uint32_t> ParsePid(std::string_view text) {
   return pid;
 }
 
-// Calls `each` with every record of stdin ended by `end` (the last one may
-// lack it) until `each` returns false; false when stdin cannot be read.
+// Calls each(record, number) with every record of stdin ended by `end` (the
+// last one may lack it), numbered from 1, until `each` returns false. Empty
+// records (blank lines) are skipped; a record longer than kMaxRecord is
+// told, skipped and sets `tooLong`. False when stdin cannot be read (errno
+// says why).
+constexpr std::size_t kMaxRecord = 1 << 20;
+
 template <class Each>
-bool ForEachRecord(char end, Each each) {
-  std::vector<char> buffer(1 << 20);
+bool ForEachRecord(char end, bool& tooLong, Each each) {
+  std::vector<char> buffer(1 << 16);
   std::size_t have = 0;
+  std::size_t number = 0;
+  bool skipping = false;  // inside a record over the limit
+  const auto deliver = [&](std::string_view record) {
+    ++number;
+    if (skipping) {
+      skipping = false;
+      tooLong = true;
+      PrintModuleFailure("record " + std::to_string(number) + " of stdin is longer than " +
+                             std::to_string(kMaxRecord) + " bytes; skipped",
+                         VOR_E_INVALID_SIZE);
+      return true;
+    }
+    return record.empty() || each(record, number);
+  };
   for (;;) {
     // The answers so far go out before a read that may wait for more input,
     // so that a slow producer (tail -f, a pipe from a scanner) sees them.
@@ -54,7 +73,7 @@ bool ForEachRecord(char end, Each each) {
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return false;
     if (n == 0) {
-      if (have > 0) each(std::string_view(buffer.data(), have));
+      if (have > 0 || skipping) deliver(std::string_view(buffer.data(), have));
       return true;
     }
     have += static_cast<std::size_t>(n);
@@ -62,12 +81,18 @@ bool ForEachRecord(char end, Each each) {
     for (const char* at; (at = static_cast<const char*>(
                               std::memchr(buffer.data() + start, end, have - start))) != nullptr;) {
       const std::size_t stop = static_cast<std::size_t>(at - buffer.data());
-      if (!each(std::string_view(buffer.data() + start, stop - start))) return true;
+      if (!deliver(std::string_view(buffer.data() + start, stop - start))) return true;
       start = stop + 1;
     }
     have -= start;
     std::memmove(buffer.data(), buffer.data() + start, have);
-    if (have == buffer.size()) buffer.resize(buffer.size() * 2);  // one very long record
+    if (have < buffer.size()) continue;
+    if (buffer.size() < kMaxRecord) {
+      buffer.resize(buffer.size() * 2);  // a long record
+    } else {
+      skipping = true;  // its rest is dropped as it comes
+      have = 0;
+    }
   }
 }
 
@@ -82,21 +107,21 @@ class Checker {
     trace_.clear();
     session_.CheckFileEntry(typed, file_, options_.explain ? &trace_ : nullptr);
     const vor::host::Answer answer{file_.result, file_.critical};
-    if (!Shown(answer, "check-file " + std::string(typed))) return;
+    if (!Tally(answer, "check-file " + std::string(typed))) return;
     const std::string_view asked = file_.asked;
     if (globals_.json) {
       Emit({{"path", typed}, {"asked", asked}, {"as", file_.as.empty() ? Json() : Json(file_.as)}},
            answer);
       return;
     }
-    Write(typed);
+    Write(Shown{typed});
     if (!asked.empty() && asked != typed) {
       Write(" -> ");
-      Write(asked);
+      Write(Shown{asked});
     }
     if (!file_.as.empty()) {
       Write(": critical (as ");
-      Write(file_.as);
+      Write(Shown{file_.as});
       Write(")");
     } else if (zel::Succeeded(answer.result) && !asked.empty() && asked.back() == '/') {
       Words(answer, false);
@@ -117,12 +142,12 @@ class Checker {
     // line says which, with the module's code beside it.
     const char* label = asked.exited ? "exited" : asked.kernelThread ? "kernel thread" : nullptr;
     const std::string object = "check-pid " + std::string(typed);
-    if (!Shown(answer, label ? object + ": " + label : object)) return;
+    if (!Tally(answer, label ? object + ": " + label : object)) return;
     if (globals_.json) {
       Emit({{"pid", pid}, {"exited", asked.exited}, {"kernel_thread", asked.kernelThread}}, answer);
       return;
     }
-    Write(typed);
+    Write(Shown{typed});
     if (label != nullptr) {
       Write(std::string(": ") + label + " (" + FormatResult(answer.result) + ")\n");
     } else {
@@ -139,7 +164,7 @@ class Checker {
 
  private:
   // Counts the answer, tells a failure on stderr; whether it is printed.
-  bool Shown(const vor::host::Answer& answer, const std::string& what) {
+  bool Tally(const vor::host::Answer& answer, const std::string& what) {
     if (zel::Failed(answer.result)) {
       PrintModuleFailure(what, answer.result);
       status_ = kExitFailed;
@@ -226,20 +251,21 @@ int RunFileChecks(const Globals& globals, const CheckOptions& options) {
 
   Checker checker(globals, options, *session, stream);
   bool usage = false;
-  const auto check = [&](std::string_view typed) {
+  const auto check = [&](std::string_view typed, std::size_t) {
     if (relativeUnderRoot(typed)) return !(usage = true);
     checker.File(typed);
     return true;
   };
+  bool tooLong = false;
   if (!stream) {
-    for (const std::string& path : options.objects) check(path);
-  } else if (!ForEachRecord(options.nul ? '\0' : '\n', check)) {
-    PrintError(std::string("cannot read paths from stdin: ") + std::strerror(errno));
+    for (const std::string& path : options.objects) check(path, 0);
+  } else if (!ForEachRecord(options.nul ? '\0' : '\n', tooLong, check)) {
+    PrintErrnoFailure("cannot read paths from stdin", errno);
     return kExitFailed;
   }
   if (usage) return kExitUsage;
   checker.Finish();
-  return checker.status();
+  return ReportFailedList(*session, globals) || tooLong ? kExitFailed : checker.status();
 }
 
 int RunPidChecks(const Globals& globals, const CheckOptions& options) {
@@ -250,13 +276,12 @@ int RunPidChecks(const Globals& globals, const CheckOptions& options) {
   std::unique_ptr<vor::host::Session> session = OpenSession(globals, status);
   if (!session) return status;
   Checker checker(globals, options, *session, stream);
+  bool tooLong = false;
   if (!stream) {
     for (const std::string& pid : options.objects) checker.Pid(pid, *ParsePid(pid));
   } else {
-    std::size_t line = 0;
     bool usage = false;
-    const bool read = ForEachRecord(options.nul ? '\0' : '\n', [&](std::string_view text) {
-      ++line;
+    const bool read = ForEachRecord(options.nul ? '\0' : '\n', tooLong, [&](std::string_view text, std::size_t line) {
       const std::optional<std::uint32_t> pid = ParsePid(text);
       if (!pid) {
         PrintError("check-pid: invalid process id '" + std::string(text.substr(0, 64)) +
@@ -268,13 +293,13 @@ int RunPidChecks(const Globals& globals, const CheckOptions& options) {
       return true;
     });
     if (!read) {
-      PrintError(std::string("cannot read pids from stdin: ") + std::strerror(errno));
+      PrintErrnoFailure("cannot read pids from stdin", errno);
       return kExitFailed;
     }
     if (usage) return kExitUsage;
   }
   checker.Finish();
-  return ReportFailedList(*session, globals) ? kExitFailed : checker.status();
+  return ReportFailedList(*session, globals) || tooLong ? kExitFailed : checker.status();
 }
 
 void AddCommonOptions(CLI::App& command, CheckOptions& options, const char* what) {

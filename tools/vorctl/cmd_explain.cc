@@ -26,12 +26,16 @@ std::optional<std::uint32_t> ParseCode(const std::string& text) {
   return code;
 }
 
+// The module's text for every code it does not know.
+const std::string kUnknownCode = "Unknown result code";
+
 }  // namespace
 
 void AddExplainCommand(CLI::App& app, const Globals& globals, int& status) {
   auto codes = std::make_shared<std::vector<std::string>>();
   CLI::App* command = app.add_subcommand("explain", "Print the text of result codes")
-                          ->footer("Example: vorctl explain 0x8000006b 2147483718");
+                          ->footer("Example: vorctl explain 0x8000006b 2147483718\n"
+                                  "Exit status: 0, or 3 when a code is not one of the module's.");
   command->add_option("CODE", *codes, "a result code, hex (0x...) or decimal")->required();
   command->callback([&globals, &status, codes] {
     std::vector<std::uint32_t> parsed;
@@ -57,7 +61,13 @@ void AddExplainCommand(CLI::App& app, const Globals& globals, int& status) {
         Out() << FormatResult(code) << "  " << ResultMessage(code) << '\n';
       }
     }
+    // A code the module has no text for is a question that found no answer.
     status = kExitOk;
+    for (std::uint32_t code : parsed) {
+      if (ResultMessage(code) != kUnknownCode) continue;
+      PrintModuleFailure("explain " + FormatResult(code) + ": not a result code of the module", code);
+      status = kExitFailed;
+    }
   });
 }
 

@@ -46,11 +46,11 @@ int ListFiles(const Globals& globals, const ListOptions& options) {
     if (globals.json) {
       list.push_back(path);
     } else {
-      Out() << path << '\n';
+      Out() << Shown{path} << '\n';
     }
   }
   if (globals.json) PrintJson(list);
-  return exit;
+  return ReportFailedList(*session, globals) ? kExitFailed : exit;
 }
 
 }  // namespace

@@ -17,18 +17,16 @@ namespace {
 constexpr char kSampleName[] = "qz_special_detection_test_trojana";
 constexpr char kSampleContent[] = "Velmorant Lab vor test file";  // 27 bytes, no line end
 
-// Writes the sample; returns an empty string or what went wrong.
-std::string WriteSample(const std::string& path) {
+// Writes the sample; returns 0 or the error number of what went wrong (EIO
+// for a short write).
+int WriteSample(const std::string& path) {
   const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
-  if (fd < 0) return std::strerror(errno);
+  if (fd < 0) return errno;
   const std::size_t size = sizeof kSampleContent - 1;
   const ssize_t written = write(fd, kSampleContent, size);
-  const int write_error = errno;
-  if (close(fd) != 0 && written == static_cast<ssize_t>(size)) return std::strerror(errno);
-  if (written != static_cast<ssize_t>(size)) {
-    return written < 0 ? std::strerror(write_error) : "short write";
-  }
-  return {};
+  const int error = written < 0 ? errno : written != static_cast<ssize_t>(size) ? EIO : 0;
+  if (close(fd) != 0 && error == 0) return errno;
+  return error;
 }
 
 }  // namespace
@@ -44,9 +42,8 @@ void AddMakeTestSampleCommand(CLI::App& app, const Globals& globals, int& status
     std::string path = *directory;
     if (path.empty() || path.back() != '/') path += '/';
     path += kSampleName;
-    const std::string error = WriteSample(path);
-    if (!error.empty()) {
-      PrintError("cannot write '" + path + "': " + error);
+    if (const int error = WriteSample(path); error != 0) {
+      PrintErrnoFailure("cannot write '" + path + "'", error);
       status = kExitFailed;
       return;
     }

@@ -115,7 +115,7 @@ bool WriteAtomically(const std::string& path, const std::string& text) {
   const std::string temporary = path + ".tmp." + std::to_string(::getpid());
   const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (fd < 0) {
-    PrintError("cannot write metrics to '" + path + "': " + std::strerror(errno));
+    PrintErrnoFailure("cannot write metrics to '" + path + "'", errno);
     return false;
   }
   std::size_t done = 0;
@@ -127,7 +127,7 @@ bool WriteAtomically(const std::string& path, const std::string& text) {
   }
   const int error = done == text.size() ? 0 : errno;
   if (::close(fd) != 0 || error != 0 || ::rename(temporary.c_str(), path.c_str()) != 0) {
-    PrintError("cannot write metrics to '" + path + "': " + std::strerror(error != 0 ? error : errno));
+    PrintErrnoFailure("cannot write metrics to '" + path + "'", error != 0 ? error : errno);
     ::unlink(temporary.c_str());
     return false;
   }

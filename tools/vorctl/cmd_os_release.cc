@@ -29,7 +29,7 @@ void AddOsReleaseCommand(CLI::App& app, const Globals& globals, int& status) {
             << "version: " << Shown{facts.releaseVersion} << '\n';
     }
     if (failed) PrintModuleFailure("no usable OS release file", facts.release);
-    status = failed ? kExitFailed : kExitOk;
+    status = ReportFailedList(*session, globals) || failed ? kExitFailed : kExitOk;
   });
 }
 

@@ -66,8 +66,8 @@ int Validate(const Globals& globals, const std::string& path) {
   if (!session) return status;
   std::string error;
   vor::Ref<zel::IIo> file;
-  if (zel::Failed(vor::host::OpenLocalFile(path, file, error))) {
-    PrintError("cannot read '" + path + "': " + error);
+  if (const zel::result_t opened = vor::host::OpenLocalFile(path, file, error); zel::Failed(opened)) {
+    PrintModuleFailure("cannot read '" + path + "' (" + error + ")", opened);
     return kExitFailed;
   }
   std::ostringstream text;
@@ -132,6 +132,7 @@ int Validate(const Globals& globals, const std::string& path) {
       PrintWarning(path + ", line " + std::to_string(row.line) + ": " + row.text);
     }
   }
+  if (ReportFailedList(*session, globals)) return kExitFailed;  // the list of --storage, not FILE
   return valid ? kExitOk : kExitNegative;
 }
 

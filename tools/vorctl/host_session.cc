@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -13,6 +15,9 @@
 
 namespace vorctl {
 namespace {
+
+// The first error writing trace lines; lines come from any thread.
+std::atomic<int> g_traceError{0};
 
 // "NAME=VALUE" split at the first '='; false without a name or '='.
 bool SplitAssignment(const std::string& text, std::pair<std::string, std::string>& out) {
@@ -85,7 +90,8 @@ std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& sta
     if (!globals.traceFile.empty()) {
       stream = std::fopen(globals.traceFile.c_str(), "we");
       if (stream == nullptr) {
-        PrintError("cannot open trace file '" + globals.traceFile + "'");
+        PrintErrnoFailure("cannot open trace file '" + globals.traceFile + "'", errno);
+        status = kExitFailed;
         return nullptr;
       }
     }
@@ -93,7 +99,7 @@ std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& sta
     options.trace = [stream](std::uint32_t, std::string_view line) {
       std::fwrite(line.data(), 1, line.size(), stream);
       std::fputc('\n', stream);
-      std::fflush(stream);
+      if (std::fflush(stream) != 0 && g_traceError == 0) g_traceError = errno;
     };
   }
   std::unique_ptr<vor::host::Session> session;
@@ -107,6 +113,8 @@ std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& sta
   status = kExitOk;
   return session;
 }
+
+int TraceWriteError() { return g_traceError; }
 
 bool ReportFailedList(const vor::host::Session& session, const Globals& globals) {
   const vor::host::ListStatus list = session.processList();

@@ -21,6 +21,9 @@ std::unique_ptr<vor::host::Session> OpenSession(const Globals& globals, int& sta
 // naming vor_proc.xms and returns true: the commands that answer about
 // processes then exit kExitFailed after answering.
 bool ReportFailedList(const vor::host::Session& session, const Globals& globals);
+// The error number of the first trace line that could not be written; 0
+// when all were.
+int TraceWriteError();
 // The vor_proc.xms of the storage.
 std::string ListFile(const Globals& globals);
 

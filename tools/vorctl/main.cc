@@ -34,6 +34,7 @@ int PrintVersion(const Globals& globals) {
     Out() << "vorctl " << VORCTL_VERSION << '\n';
     if (session) Out() << "module " << Shown{module} << " (" << Shown{session->modulePath()} << ")\n";
   }
+  if (session && ReportFailedList(*session, globals)) status = kExitFailed;
   return status;
 }
 
@@ -41,9 +42,15 @@ int PrintVersion(const Globals& globals) {
 // ended the tool through SIGPIPE, quietly, as other tools end.
 int Finish(int status) {
   int error = 0;
-  if (FlushOutput(error)) return status;
-  PrintError(std::string("cannot write output: ") + std::strerror(error));
-  return kExitFailed;
+  if (!FlushOutput(error)) {
+    PrintErrnoFailure("cannot write output", error);
+    status = kExitFailed;
+  }
+  if (const int trace = TraceWriteError(); trace != 0) {
+    PrintErrnoFailure("cannot write the trace lines", trace);
+    status = kExitFailed;
+  }
+  return status;
 }
 
 int Run(int argc, char** argv) {
@@ -87,15 +94,17 @@ int Run(int argc, char** argv) {
   app.add_option("--env", globals.env, "set a host environment value for %NAME%; repeat for more")
       ->type_name("NAME=VALUE")
       ->allow_extra_args(false);
-  app.add_option("--trace", globals.traceLevel,
+  CLI::Option* trace = app.add_option("--trace", globals.traceLevel,
                  "write the module's trace lines up to LEVEL (error, warning, info, debug or a "
                  "number) to stderr")
       ->type_name("LEVEL")
       ->check([](const std::string& text) {
         return ParseTraceLevel(text) ? std::string() : "invalid trace level '" + text + "'";
       });
+  // Without --trace there are no lines to write: a usage error, not a silent nothing.
   app.add_option("--trace-file", globals.traceFile, "write the --trace lines to FILE instead")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->needs(trace);
   app.add_flag("--json", globals.json, "machine-readable output on stdout");
 
   AddStatusCommand(app, globals, status);

@@ -4,9 +4,11 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <streambuf>
 
+#include "module/tool_facts.h"
 #include "vor/session.h"
 #include "vor/utf.h"
 
@@ -112,6 +114,12 @@ std::ostream& Err() {
 // One write per message: stderr is unbuffered, and a line should reach it whole.
 void PrintModuleFailure(std::string_view what, std::uint32_t code) {
   Err() << "vorctl: " + ShownText(what) + ": " + ShownText(ResultMessage(code)) + " (" +
+               FormatResult(code) + ")\n";
+}
+
+void PrintErrnoFailure(std::string_view what, int error) {
+  const std::uint32_t code = vor::facts::ResultFromErrno(error);
+  Err() << "vorctl: " + ShownText(what) + ": " + ShownText(std::strerror(error)) + " (" +
                FormatResult(code) + ")\n";
 }
 

@@ -45,7 +45,9 @@ std::string JsonLine(const Json& value);
 void PrintJson(const Json& value);
 // "vorctl: <what>: <message> (0x........)" on stderr, shown as above.
 void PrintModuleFailure(std::string_view what, std::uint32_t code);
-// "vorctl: <message>" on stderr.
+// As above for a C library error number: its words and the module's code for it.
+void PrintErrnoFailure(std::string_view what, int error);
+// "vorctl: <message>" on stderr: usage errors and notes, no failure.
 void PrintError(std::string_view message);
 // "vorctl: warning: <message>" on stderr.
 void PrintWarning(std::string_view message);

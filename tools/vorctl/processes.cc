@@ -19,7 +19,7 @@ bool ListProcessIds(std::vector<std::uint32_t>& pids) {
   pids.clear();
   DIR* proc = opendir("/proc");
   if (proc == nullptr) {
-    PrintError(std::string("cannot list the processes in /proc: ") + std::strerror(errno));
+    PrintErrnoFailure("cannot list the processes in /proc", errno);
     return false;
   }
   const auto self = static_cast<std::uint32_t>(::getpid());
@@ -41,11 +41,12 @@ bool ListProcessIds(std::vector<std::uint32_t>& pids) {
   }
   closedir(proc);
   if (error != 0) {
-    PrintError(std::string("cannot list the processes in /proc: ") + std::strerror(error));
+    PrintErrnoFailure("cannot list the processes in /proc", error);
     return false;
   }
   if (!found) {
-    PrintError("cannot list the processes: /proc does not show this process; is it mounted?");
+    PrintModuleFailure("cannot list the processes: /proc does not show this process; is it mounted?",
+                       VOR_E_NOT_FOUND);
     return false;
   }
   return true;
