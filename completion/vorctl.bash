@@ -20,6 +20,9 @@ declare -gA _vorctl_commands=(
   [validate-proc-list]='|file'
   [explain]='|code'
   [make-test-sample]='|dir'
+  [metrics]='--output|none'
+  [help]='|none'
+  [version]='|none'
 )
 
 # option -> what its value is: file, dir, a file name pattern (*.so), or
@@ -33,6 +36,7 @@ declare -gA _vorctl_values=(
   [--flag]='words:disable_vor.process.namespaces.workaround='
   [--env]='words:ProductType='
   [--only]='words:critical not-critical'
+  [--output]=file
 )
 
 # Offers the words of $1 that begin with $2.
