@@ -307,7 +307,12 @@ void AddCommonOptions(CLI::App& command, CheckOptions& options, const char* what
                    std::string("show the module's trace lines for each ") + what);
   command.add_flag("-0", options.nul, "with -: stdin holds NUL-separated objects (find -print0)");
   command.add_option("--only", options.only, "print only these answers; failures are always printed")
-      ->check(CLI::IsMember({"critical", "not-critical"}));
+      ->check([](const std::string& value) {
+        return value == "critical" || value == "not-critical"
+                   ? std::string()
+                   : "it takes critical or not-critical, not '" + value + "'";
+      })
+      ->type_name("critical|not-critical");
 }
 
 }  // namespace
