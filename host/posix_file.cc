@@ -10,30 +10,7 @@
 
 namespace vor::host {
 
-zel::result_t ResultFromErrno(int error) {
-  switch (error) {
-    case 0: return zel::kOk;
-    case EPERM:
-    case EACCES: return zel::kErrAccessDenied;
-    case ENOENT: return zel::kErrFileNotFound;
-    case EIO: return zel::kErrMedia;
-    case EBADF: return zel::kErrInvalidHandle;
-    case ENOMEM: return zel::kErrOutOfMemory;
-    case EBUSY:
-    case ETXTBSY: return zel::kErrLocked;
-    case EEXIST: return zel::kErrAlreadyExists;
-    case ENOTDIR: return zel::kErrPathNotFound;
-    case EINVAL: return zel::kErrInvalidArgument;
-    case EFBIG: return zel::kErrFileTooBig;
-    case ENOSPC: return zel::kErrOutOfSpace;
-    case ENAMETOOLONG: return zel::kErrInvalidSize;
-    case ELOOP: return zel::kErrInvalidState;
-    case EOVERFLOW: return zel::kErrBufferTooSmall;
-    default: break;
-  }
-  const auto value = static_cast<unsigned>(error);
-  return value < 65536 ? 0x80060000u | value : zel::kErrPlatform;
-}
+zel::result_t ResultFromErrno(int error) { return vor_result_from_errno(error); }
 
 Ref<zel::IIo> PosixFile::Adopt(int fd, std::uint64_t maxBytes) {
   if (fd < 0) return nullptr;

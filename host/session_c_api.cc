@@ -9,7 +9,6 @@
 #include <string_view>
 
 #include "host/feature_flags.h"
-#include "runtime/result.h"
 #include "vor/session.h"
 #include "vor/session.hpp"
 
@@ -246,7 +245,7 @@ const char* vor_session_module_version(vor_session* session) {
 
 const char* vor_result_message(uint32_t code) {
   // The texts are NUL-terminated literals, so the view's data ends in a NUL.
-  return zel::GetResultCodeMessage(code).data();
+  return zel::ResultCodeText(code).data();
 }
 
 void vor_session_close(vor_session* session) { delete session; }

@@ -7,9 +7,11 @@
 #ifndef VOR_RESULT_H_
 #define VOR_RESULT_H_
 
+#include <errno.h>
 #include <stdint.h>
 #ifdef __cplusplus
 #include <cstdint>
+#include <string_view>
 #else
 #include <stdbool.h>
 #endif
@@ -104,8 +106,124 @@ typedef uint32_t vor_result_t;
 #define VOR_E_BAD_IMAGE_FORMAT             0x80010117u
 #define VOR_E_SHUTDOWN_IN_PROGRESS         0x80010118u
 
+/* The one table of the failure codes: each name with its text. The C++ names
+ * (zel::kErr...), the texts of vor_result_message and of the module, and the
+ * table of docs/result-codes.md (held to it by a test) all come from it.
+ * X(NAME, CamelName, "Text"). */
+#define VOR_RESULT_CODES(X) \
+  X(VOR_E_NO_INTERFACE, NoInterface, "Interface not supported") \
+  X(VOR_E_UNEXPECTED, Unexpected, "Unexpected") \
+  X(VOR_E_OUT_OF_MEMORY, OutOfMemory, "Out of memory") \
+  X(VOR_E_NOT_SUPPORTED, NotSupported, "Not supported") \
+  X(VOR_E_NOT_IMPLEMENTED, NotImplemented, "Not implemented") \
+  X(VOR_E_BUFFER_TOO_SMALL, BufferTooSmall, "Buffer too small") \
+  X(VOR_E_ACCESS_DENIED, AccessDenied, "Access denied") \
+  X(VOR_E_INVALID_ARGUMENT, InvalidArgument, "Invalid argument") \
+  X(VOR_E_BAD_CAST, BadCast, "Bad cast") \
+  X(VOR_E_NOT_MATCHED, NotMatched, "Not matched") \
+  X(VOR_E_UNSPECIFIED, Unspecified, "Unspecified error") \
+  X(VOR_E_NOT_FOUND, NotFound, "Not found") \
+  X(VOR_E_FOUND, Found, "Found") \
+  X(VOR_E_LOCKED, Locked, "Locked") \
+  X(VOR_E_NOT_LOCKED, NotLocked, "Not locked") \
+  X(VOR_E_CANCELLED, Cancelled, "Operation cancelled") \
+  X(VOR_E_METHOD_NOT_FOUND, MethodNotFound, "Method not found") \
+  X(VOR_E_STACK_EMPTY, StackEmpty, "Stack is empty") \
+  X(VOR_E_MEDIA, Media, "Media error") \
+  X(VOR_E_INVALID_SIGNATURE, InvalidSignature, "Invalid signature") \
+  X(VOR_E_INVALID_VERSION, InvalidVersion, "Invalid version") \
+  X(VOR_E_INVALID_SIZE, InvalidSize, "Invalid size") \
+  X(VOR_E_INVALID_TYPE, InvalidType, "Invalid type") \
+  X(VOR_E_OUT_OF_RANGE, OutOfRange, "Out of range") \
+  X(VOR_E_OUT_OF_SPACE, OutOfSpace, "Out of space") \
+  X(VOR_E_NOT_READY, NotReady, "Not ready") \
+  X(VOR_E_LESS_THAN, LessThan, "Less than") \
+  X(VOR_E_MORE_THAN, MoreThan, "More than") \
+  X(VOR_E_PROHIBITED, Prohibited, "Prohibited") \
+  X(VOR_E_ALREADY_DONE, AlreadyDone, "Already done") \
+  X(VOR_E_NEED_REBOOT, NeedReboot, "Need reboot") \
+  X(VOR_E_BASES_CORRUPTED, BasesCorrupted, "Bases corrupted") \
+  X(VOR_E_INVALID_STATE, InvalidState, "Invalid state") \
+  X(VOR_E_NOT_INITIALIZED, NotInitialized, "Not initialized") \
+  X(VOR_E_INSUFFICIENT_RESOURCES, InsufficientResources, "Insufficient resources") \
+  X(VOR_E_INVALID_RESULT, InvalidResult, "Invalid result") \
+  X(VOR_E_UNKNOWN_EXCEPTION, UnknownException, "Unknown exception") \
+  X(VOR_E_META_INFO_NOT_FOUND, MetaInfoNotFound, "Meta information not found") \
+  X(VOR_E_OVERFLOW, Overflow, "Numerical type overflow") \
+  X(VOR_E_FILE_TOO_BIG, FileTooBig, "File is too big") \
+  X(VOR_E_TRACE_LEVEL_OK, TraceLevelOk, "Trace level ok") \
+  X(VOR_E_TRACE_LEVEL_PROHIBITED, TraceLevelProhibited, "Trace level prohibited") \
+  X(VOR_E_CLASS_NOT_FOUND, ClassNotFound, "Class not found") \
+  X(VOR_E_SETTINGS_REQUIRED, SettingsRequired, "Settings are required") \
+  X(VOR_E_UNEXPECTED_SETTINGS, UnexpectedSettings, "Unexpected settings") \
+  X(VOR_E_WRONG_SETTINGS_TYPE, WrongSettingsType, "Wrong settings type") \
+  X(VOR_E_WRONG_SETTINGS_REVISION, WrongSettingsRevision, "Wrong settings revision") \
+  X(VOR_E_SETTINGS_NOT_FOUND, SettingsNotFound, "Settings not found") \
+  X(VOR_E_UNTRUSTED, Untrusted, "Object is untrusted") \
+  X(VOR_E_NO_CURRENT_EXCEPTION, NoCurrentException, "No current exception") \
+  X(VOR_E_NO_RESULT_CODE, NoResultCode, "Exception has no result code") \
+  X(VOR_E_SUCCESS_IN_EXCEPTION, SuccessInException, "Exception with successful result code") \
+  X(VOR_E_PROPERTY_NOT_FOUND, PropertyNotFound, "Property not found") \
+  X(VOR_E_TIMEOUT, Timeout, "Operation timeout") \
+  X(VOR_E_INVALID_SYMBOL, InvalidSymbol, "Invalid symbol") \
+  X(VOR_E_NON_DEC_SYMBOL, NonDecSymbol, "Non dec symbol") \
+  X(VOR_E_NON_HEX_SYMBOL, NonHexSymbol, "Non hex symbol") \
+  X(VOR_E_NON_BASE64_SYMBOL, NonBase64Symbol, "Non base64 symbol") \
+  X(VOR_E_SYNTAX, Syntax, "Syntax error") \
+  X(VOR_E_GUID_SYNTAX, GuidSyntax, "GUID syntax error") \
+  X(VOR_E_OID_SYNTAX, OidSyntax, "OID syntax error") \
+  X(VOR_E_DATE_TIME_SYNTAX, DateTimeSyntax, "DateTime syntax error") \
+  X(VOR_E_PLATFORM, Platform, "Unspecified platform error") \
+  X(VOR_E_INVALID_HANDLE, InvalidHandle, "Invalid handle") \
+  X(VOR_E_FILE_NOT_FOUND, FileNotFound, "File not found") \
+  X(VOR_E_PATH_NOT_FOUND, PathNotFound, "Path not found") \
+  X(VOR_E_SHARING_VIOLATION, SharingViolation, "Sharing violation") \
+  X(VOR_E_ALREADY_EXISTS, AlreadyExists, "Already exists") \
+  X(VOR_E_WAIT_ABANDONED, WaitAbandoned, "Wait abandoned") \
+  X(VOR_E_SYMBOL_NOT_FOUND, SymbolNotFound, "Symbol not found") \
+  X(VOR_E_SXS_INCORRECT, SxsIncorrect, "Sxs is incorrect") \
+  X(VOR_E_INVALID_PATH_NAME, InvalidPathName, "Invalid path name") \
+  X(VOR_E_ANONYMOUS_TOKEN, AnonymousToken, "Cannot open an anonymous level security token") \
+  X(VOR_E_INVALID_PASSWORD, InvalidPassword, "Password is invalid") \
+  X(VOR_E_MODULE_NOT_FOUND, ModuleNotFound, "Module not found") \
+  X(VOR_E_BAD_IMAGE_SIGNATURE, BadImageSignature, "System image bad signature") \
+  X(VOR_E_CLOUD_FILE_ABORTED, CloudFileAborted, "Cloud file request aborted") \
+  X(VOR_E_MAPPING_FAILED, MappingFailed, "Memory mapping failed") \
+  X(VOR_E_NETWORK, Network, "Network error") \
+  X(VOR_E_BAD_IMAGE_FORMAT, BadImageFormat, "System image bad format") \
+  X(VOR_E_SHUTDOWN_IN_PROGRESS, ShutdownInProgress, "System shutdown in progress")
+
 static inline bool vor_failed(vor_result_t code) { return (code & 0x80000000u) != 0; }
 static inline bool vor_succeeded(vor_result_t code) { return (code & 0x80000000u) == 0; }
+
+/* The code for a C library error number, the module's and its hosts' alike:
+ * 0 gives VOR_OK; a number without a code of its own below 65536 gives
+ * 0x80060000 | number, above that VOR_E_PLATFORM. */
+static inline vor_result_t vor_result_from_errno(int error) {
+  switch (error) {
+    case 0: return VOR_OK;
+    case EPERM:
+    case EACCES: return VOR_E_ACCESS_DENIED;
+    case ENOENT: return VOR_E_FILE_NOT_FOUND;
+    case EIO: return VOR_E_MEDIA;
+    case ENOEXEC: return VOR_E_BAD_IMAGE_FORMAT;
+    case EBADF: return VOR_E_INVALID_HANDLE;
+    case ENOMEM: return VOR_E_OUT_OF_MEMORY;
+    case EBUSY:
+    case ETXTBSY: return VOR_E_LOCKED;
+    case EEXIST: return VOR_E_ALREADY_EXISTS;
+    case ENOTDIR: return VOR_E_PATH_NOT_FOUND;
+    case EINVAL: return VOR_E_INVALID_ARGUMENT;
+    case EFBIG: return VOR_E_FILE_TOO_BIG;
+    case ENOSPC: return VOR_E_OUT_OF_SPACE;
+    case ENAMETOOLONG: return VOR_E_INVALID_SIZE;
+    case ELOOP: return VOR_E_INVALID_STATE;
+    case EOVERFLOW: return VOR_E_BUFFER_TOO_SMALL;
+    case 65535: return VOR_E_SYMBOL_NOT_FOUND;
+    default: break;
+  }
+  return (unsigned)error < 65536u ? 0x80060000u | (unsigned)error : VOR_E_PLATFORM;
+}
 
 #ifdef __cplusplus
 
@@ -115,87 +233,25 @@ using result_t = vor_result_t;
 
 inline constexpr result_t kOk = VOR_OK;
 inline constexpr result_t kFalse = VOR_FALSE;
-inline constexpr result_t kErrNoInterface = VOR_E_NO_INTERFACE;
-inline constexpr result_t kErrUnexpected = VOR_E_UNEXPECTED;
-inline constexpr result_t kErrOutOfMemory = VOR_E_OUT_OF_MEMORY;
-inline constexpr result_t kErrNotSupported = VOR_E_NOT_SUPPORTED;
-inline constexpr result_t kErrNotImplemented = VOR_E_NOT_IMPLEMENTED;
-inline constexpr result_t kErrBufferTooSmall = VOR_E_BUFFER_TOO_SMALL;
-inline constexpr result_t kErrAccessDenied = VOR_E_ACCESS_DENIED;
-inline constexpr result_t kErrInvalidArgument = VOR_E_INVALID_ARGUMENT;
-inline constexpr result_t kErrBadCast = VOR_E_BAD_CAST;
-inline constexpr result_t kErrNotMatched = VOR_E_NOT_MATCHED;
-inline constexpr result_t kErrUnspecified = VOR_E_UNSPECIFIED;
-inline constexpr result_t kErrNotFound = VOR_E_NOT_FOUND;
-inline constexpr result_t kErrFound = VOR_E_FOUND;
-inline constexpr result_t kErrLocked = VOR_E_LOCKED;
-inline constexpr result_t kErrNotLocked = VOR_E_NOT_LOCKED;
-inline constexpr result_t kErrCancelled = VOR_E_CANCELLED;
-inline constexpr result_t kErrMethodNotFound = VOR_E_METHOD_NOT_FOUND;
-inline constexpr result_t kErrStackEmpty = VOR_E_STACK_EMPTY;
-inline constexpr result_t kErrMedia = VOR_E_MEDIA;
-inline constexpr result_t kErrInvalidSignature = VOR_E_INVALID_SIGNATURE;
-inline constexpr result_t kErrInvalidVersion = VOR_E_INVALID_VERSION;
-inline constexpr result_t kErrInvalidSize = VOR_E_INVALID_SIZE;
-inline constexpr result_t kErrInvalidType = VOR_E_INVALID_TYPE;
-inline constexpr result_t kErrOutOfRange = VOR_E_OUT_OF_RANGE;
-inline constexpr result_t kErrOutOfSpace = VOR_E_OUT_OF_SPACE;
-inline constexpr result_t kErrNotReady = VOR_E_NOT_READY;
-inline constexpr result_t kErrLessThan = VOR_E_LESS_THAN;
-inline constexpr result_t kErrMoreThan = VOR_E_MORE_THAN;
-inline constexpr result_t kErrProhibited = VOR_E_PROHIBITED;
-inline constexpr result_t kErrAlreadyDone = VOR_E_ALREADY_DONE;
-inline constexpr result_t kErrNeedReboot = VOR_E_NEED_REBOOT;
-inline constexpr result_t kErrBasesCorrupted = VOR_E_BASES_CORRUPTED;
-inline constexpr result_t kErrInvalidState = VOR_E_INVALID_STATE;
-inline constexpr result_t kErrNotInitialized = VOR_E_NOT_INITIALIZED;
-inline constexpr result_t kErrInsufficientResources = VOR_E_INSUFFICIENT_RESOURCES;
-inline constexpr result_t kErrInvalidResult = VOR_E_INVALID_RESULT;
-inline constexpr result_t kErrUnknownException = VOR_E_UNKNOWN_EXCEPTION;
-inline constexpr result_t kErrMetaInfoNotFound = VOR_E_META_INFO_NOT_FOUND;
-inline constexpr result_t kErrOverflow = VOR_E_OVERFLOW;
-inline constexpr result_t kErrFileTooBig = VOR_E_FILE_TOO_BIG;
-inline constexpr result_t kErrTraceLevelOk = VOR_E_TRACE_LEVEL_OK;
-inline constexpr result_t kErrTraceLevelProhibited = VOR_E_TRACE_LEVEL_PROHIBITED;
-inline constexpr result_t kErrClassNotFound = VOR_E_CLASS_NOT_FOUND;
-inline constexpr result_t kErrSettingsRequired = VOR_E_SETTINGS_REQUIRED;
-inline constexpr result_t kErrUnexpectedSettings = VOR_E_UNEXPECTED_SETTINGS;
-inline constexpr result_t kErrWrongSettingsType = VOR_E_WRONG_SETTINGS_TYPE;
-inline constexpr result_t kErrWrongSettingsRevision = VOR_E_WRONG_SETTINGS_REVISION;
-inline constexpr result_t kErrSettingsNotFound = VOR_E_SETTINGS_NOT_FOUND;
-inline constexpr result_t kErrUntrusted = VOR_E_UNTRUSTED;
-inline constexpr result_t kErrNoCurrentException = VOR_E_NO_CURRENT_EXCEPTION;
-inline constexpr result_t kErrNoResultCode = VOR_E_NO_RESULT_CODE;
-inline constexpr result_t kErrSuccessInException = VOR_E_SUCCESS_IN_EXCEPTION;
-inline constexpr result_t kErrPropertyNotFound = VOR_E_PROPERTY_NOT_FOUND;
-inline constexpr result_t kErrTimeout = VOR_E_TIMEOUT;
-inline constexpr result_t kErrInvalidSymbol = VOR_E_INVALID_SYMBOL;
-inline constexpr result_t kErrNonDecSymbol = VOR_E_NON_DEC_SYMBOL;
-inline constexpr result_t kErrNonHexSymbol = VOR_E_NON_HEX_SYMBOL;
-inline constexpr result_t kErrNonBase64Symbol = VOR_E_NON_BASE64_SYMBOL;
-inline constexpr result_t kErrSyntax = VOR_E_SYNTAX;
-inline constexpr result_t kErrGuidSyntax = VOR_E_GUID_SYNTAX;
-inline constexpr result_t kErrOidSyntax = VOR_E_OID_SYNTAX;
-inline constexpr result_t kErrDateTimeSyntax = VOR_E_DATE_TIME_SYNTAX;
-inline constexpr result_t kErrPlatform = VOR_E_PLATFORM;
-inline constexpr result_t kErrInvalidHandle = VOR_E_INVALID_HANDLE;
-inline constexpr result_t kErrFileNotFound = VOR_E_FILE_NOT_FOUND;
-inline constexpr result_t kErrPathNotFound = VOR_E_PATH_NOT_FOUND;
-inline constexpr result_t kErrSharingViolation = VOR_E_SHARING_VIOLATION;
-inline constexpr result_t kErrAlreadyExists = VOR_E_ALREADY_EXISTS;
-inline constexpr result_t kErrWaitAbandoned = VOR_E_WAIT_ABANDONED;
-inline constexpr result_t kErrSymbolNotFound = VOR_E_SYMBOL_NOT_FOUND;
-inline constexpr result_t kErrSxsIncorrect = VOR_E_SXS_INCORRECT;
-inline constexpr result_t kErrInvalidPathName = VOR_E_INVALID_PATH_NAME;
-inline constexpr result_t kErrAnonymousToken = VOR_E_ANONYMOUS_TOKEN;
-inline constexpr result_t kErrInvalidPassword = VOR_E_INVALID_PASSWORD;
-inline constexpr result_t kErrModuleNotFound = VOR_E_MODULE_NOT_FOUND;
-inline constexpr result_t kErrBadImageSignature = VOR_E_BAD_IMAGE_SIGNATURE;
-inline constexpr result_t kErrCloudFileAborted = VOR_E_CLOUD_FILE_ABORTED;
-inline constexpr result_t kErrMappingFailed = VOR_E_MAPPING_FAILED;
-inline constexpr result_t kErrNetwork = VOR_E_NETWORK;
-inline constexpr result_t kErrBadImageFormat = VOR_E_BAD_IMAGE_FORMAT;
-inline constexpr result_t kErrShutdownInProgress = VOR_E_SHUTDOWN_IN_PROGRESS;
+// kErrNoInterface, kErrOutOfMemory, ... for every VOR_E_ name of the table.
+#define VOR_RESULT_CONSTANT(name, Camel, text) inline constexpr result_t kErr##Camel = name;
+VOR_RESULT_CODES(VOR_RESULT_CONSTANT)
+#undef VOR_RESULT_CONSTANT
+
+// The text of `code`: "Unknown result code" for a code the table does not
+// name. Static, 7-bit text; never fails, never allocates.
+constexpr std::string_view ResultCodeText(result_t code) {
+  switch (code) {
+    case VOR_OK: return "No error";
+    case VOR_FALSE: return "False";
+#define VOR_RESULT_CASE(name, Camel, text) \
+  case name:                               \
+    return text;
+    VOR_RESULT_CODES(VOR_RESULT_CASE)
+#undef VOR_RESULT_CASE
+    default: return "Unknown result code";
+  }
+}
 
 // Every success/failure test: a negative signed value fails.
 constexpr bool Failed(result_t code) { return static_cast<std::int32_t>(code) < 0; }

@@ -1,6 +1,5 @@
-// The texts of the result codes; the codes and Failed/Succeeded are public, in
-// vor/result.h. result.cc needs nothing but these two headers, so a host
-// library can compile the same table.
+// The texts of the result codes, for the module's code: the one table and
+// Failed/Succeeded are public, in vor/result.h.
 #ifndef VOR_RUNTIME_RESULT_H_
 #define VOR_RUNTIME_RESULT_H_
 
@@ -10,11 +9,8 @@
 
 namespace zel {
 
-// The text of `code`, "Unknown result code" when it has none. Never fails,
-// never allocates; the view refers to static storage.
-std::string_view GetResultCodeMessage(result_t code);
-std::string_view GetFrameworkCodeMessage(result_t code);
-std::string_view GetPlatformCodeMessage(result_t code);
+// The text of `code`, "Unknown result code" when it has none.
+constexpr std::string_view GetResultCodeMessage(result_t code) { return ResultCodeText(code); }
 
 }  // namespace zel
 
