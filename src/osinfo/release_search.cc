@@ -85,7 +85,8 @@ zel::result_t ParseReleaseFile(zel::IServiceLocator* locator, ReleaseFileType ty
   zel::Tracer trace;
   try {
     trace = zel::Tracer(zel::GetInterface<zel::ITracer>(locator), "rp: ");
-    const Ref<zel::IAllocator> allocator = zel::GetInterface<zel::IAllocator>(locator);
+    // Obtained and not read: without an allocator the parse fails here, before its first line.
+    zel::GetInterface<zel::IAllocator>(locator);
     ZEL_TRACE(trace, zel::kTraceInfo)
         << "Parsing OS release file <" << ReleaseFilePath(type) << ">...";
 

@@ -62,7 +62,8 @@ class Exception : public exception {
   using exception::exception;
 };
 
-// Gives a concrete exception class its own type identity.
+// Gives a concrete exception class its own type identity. `Derived` is read
+// by nothing: the hierarchy names this base with it, so it stays.
 template <class Derived, class Base>
 class ExceptionBase : public Base {
  protected:
