@@ -7,6 +7,7 @@
 
 #include "fuzz/fuzz_host.h"
 #include "proclist/process_info.h"
+#include "proclist/status_parser.h"
 #include "runtime/result.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

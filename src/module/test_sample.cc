@@ -7,6 +7,7 @@
 #include "module/criticality_service.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"
+#include "runtime/whole_file.h"
 
 namespace vor {
 namespace {
@@ -36,43 +37,19 @@ bool Corvane::DetectTestSampleSteps(std::u16string_view path) {
 
   // The path came from a NUL-terminated host string, so it can be handed on.
   const zel::u16string terminated(path, allocator_.get());
-  Ref<zel::IIo> file;
-  zel::result_t code = fileFactory_->Open(
-      terminated.c_str(), zel::ILumoFileFactory::kAccessRead, zel::ILumoFileFactory::kShareRead,
-      zel::ILumoFileFactory::kOpenExisting, 0, file.put());
-  if (code != zel::kOk || !file) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't open test file <" << path << "> with error 0x"
-                                        << zel::Hex{code};
-    return false;
-  }
-  std::uint64_t size = 0;
-  code = file->GetSize(&size);
-  if (zel::Failed(code)) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't get size for test file <" << path
-                                        << "> with error 0x" << zel::Hex{code};
-    return false;
-  }
-  if (size != kSampleContent.size()) return false;
-
   char content[kSampleContent.size()] = {};
-  code = file->Seek(0, zel::IIo::kSeekBegin, nullptr);
-  if (zel::Failed(code)) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't seek to begin for test file <" << path
-                                        << "> with error 0x" << zel::Hex{code};
-    return false;
-  }
-  std::uint32_t read = 0;
-  code = file->Read(content, sizeof content, &read);
-  if (zel::Failed(code)) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't read test file <" << path << "> with error 0x"
-                                        << zel::Hex{code};
-    return false;
-  }
-  if (read != sizeof content) {
-    ZEL_TRACE(trace_, zel::kTraceError) << "Can't read full test file <" << path
-                                        << "> with error 0x" << zel::Hex{code};
-    return false;
-  }
+  const std::int64_t got = zel::ReadWholeFile(
+      fileFactory_.get(), terminated.c_str(), zel::ILumoFileFactory::kShareRead, /*rewind=*/true,
+      [&content](std::uint64_t size) { return size == sizeof content ? content : nullptr; },
+      [&](zel::ReadStep step, zel::result_t code, std::uint32_t) {
+        const char* what = step == zel::ReadStep::kOpen    ? "Can't open test file <"
+                           : step == zel::ReadStep::kSize  ? "Can't get size for test file <"
+                           : step == zel::ReadStep::kSeek  ? "Can't seek to begin for test file <"
+                           : step == zel::ReadStep::kRead  ? "Can't read test file <"
+                                                           : "Can't read full test file <";
+        ZEL_TRACE(trace_, zel::kTraceError) << what << path << "> with error 0x" << zel::Hex{code};
+      });
+  if (got != static_cast<std::int64_t>(sizeof content)) return false;
   if (std::memcmp(content, kSampleContent.data(), sizeof content) != 0) return false;
   ZEL_TRACE(trace_, zel::kTraceInfo) << "Test sample " << 1 << " was detected in <" << path << ">";
   return true;

@@ -6,6 +6,7 @@
 #include "runtime/host_allocator.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"
+#include "runtime/whole_file.h"
 
 namespace vor {
 
@@ -23,43 +24,40 @@ zel::result_t FindReleaseInfo(zel::IServiceLocator* locator, zel::ILumoFileFacto
     // One buffer for every file; each file must arrive whole in one read.
     std::vector<char, zel::HostAllocator<char>> buffer{zel::HostAllocator<char>(allocator.get())};
     for (const ReleaseFile& file : ReleaseFiles()) {
-      Ref<zel::IIo> io;
-      const zel::result_t opened =
-          fileFactory->Open(file.path, zel::ILumoFileFactory::kAccessRead,
-                            zel::ILumoFileFactory::kShareReadWrite,
-                            zel::ILumoFileFactory::kOpenExisting, 0, io.put());
-      if (opened != zel::kOk || !io) {
-        ZEL_TRACE(trace, zel::kTraceInfo) << "Config file <" << file.path << "> is absent";
-        continue;
-      }
-      std::uint64_t size = 0;
-      const zel::result_t sized = io->GetSize(&size);
-      if (zel::Failed(sized)) {
-        ZEL_TRACE(trace, zel::kTraceError)
-            << "Can't get size for config <" << file.path << "> with error 0x" << zel::Hex{sized};
-        continue;
-      }
-      if (size == 0) {
-        ZEL_TRACE(trace, zel::kTraceError) << "Config <" << file.path << "> is empty";
-        continue;
-      }
-      const auto size32 = static_cast<std::uint32_t>(size);  // only the low 32 bits count
-      buffer.resize(size32);
-      std::uint32_t got = 0;
-      const zel::result_t read = io->Read(buffer.data(), size32, &got);
-      if (zel::Failed(read)) {
-        ZEL_TRACE(trace, zel::kTraceError)
-            << "Can't read config <" << file.path << "> with error 0x" << zel::Hex{read};
-        continue;
-      }
-      if (got != size32) {
-        ZEL_TRACE(trace, zel::kTraceError) << "Config <" << file.path << "> has been read partially ("
-                                           << got << " of " << size32 << ")";
-        continue;
-      }
-      io.reset();
+      const std::int64_t got = zel::ReadWholeFile(
+          fileFactory, file.path, zel::ILumoFileFactory::kShareReadWrite, /*rewind=*/false,
+          [&](std::uint64_t size) -> char* {
+            if (size == 0) {
+              ZEL_TRACE(trace, zel::kTraceError) << "Config <" << file.path << "> is empty";
+              return nullptr;
+            }
+            buffer.resize(static_cast<std::uint32_t>(size));  // only the low 32 bits count
+            return buffer.data();
+          },
+          [&](zel::ReadStep step, zel::result_t code, std::uint32_t read) {
+            switch (step) {
+              case zel::ReadStep::kOpen:
+                ZEL_TRACE(trace, zel::kTraceInfo) << "Config file <" << file.path << "> is absent";
+                break;
+              case zel::ReadStep::kSize:
+                ZEL_TRACE(trace, zel::kTraceError) << "Can't get size for config <" << file.path
+                                                   << "> with error 0x" << zel::Hex{code};
+                break;
+              case zel::ReadStep::kRead:
+              case zel::ReadStep::kSeek:
+                ZEL_TRACE(trace, zel::kTraceError) << "Can't read config <" << file.path
+                                                   << "> with error 0x" << zel::Hex{code};
+                break;
+              case zel::ReadStep::kShortRead:
+                ZEL_TRACE(trace, zel::kTraceError)
+                    << "Config <" << file.path << "> has been read partially (" << read << " of "
+                    << buffer.size() << ")";
+                break;
+            }
+          });
+      if (got < 0) continue;
       const zel::result_t parsed = ParseReleaseFile(
-          locator, file.type, std::string_view(buffer.data(), got), name, version);
+          locator, file.type, std::string_view(buffer.data(), static_cast<std::size_t>(got)), name, version);
       if (zel::Failed(parsed)) continue;  // its own traces said why
       ZEL_TRACE(trace, zel::kTraceInfo) << "Selected config is <" << file.path << "> ";
       return parsed;

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "proclist/process_info.h"
+#include "proclist/open_existing_file.h"
 #include "runtime/errno_result.h"
 #include "runtime/result.h"
 

@@ -9,7 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "proclist/open_existing_file.h"
 #include "proclist/resolve_link.h"
+#include "proclist/status_parser.h"
 #include "runtime/errno_result.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"

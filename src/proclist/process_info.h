@@ -8,7 +8,6 @@
 
 #include <cstdint>
 #include <string_view>
-#include <vector>
 
 #include "runtime/string.h"
 #include "runtime/trace.h"
@@ -46,13 +45,6 @@ struct ProcessInfo {
   ImageIdentity image;       // read with the path; unknown when that failed
 };
 
-// One "Name:\tvalue" line of a status file; views into the caller's buffer.
-struct StatusField {
-  std::string_view name;
-  std::string_view value;
-};
-using StatusFields = std::vector<StatusField>;
-
 // realpath of /proc/<pid>/exe; when the target is absent or the kernel marks
 // the executable deleted, the link text itself with " (deleted)" cut off.
 zel::result_t GetProcessImagePath(const zel::Tracer& trace, std::uint32_t pid, zel::string& path);
@@ -79,20 +71,6 @@ zel::result_t GetProcessInfo(const zel::Tracer& trace, std::uint32_t pid, Proces
 // `allocator` (the C heap when null).
 zel::result_t GetProcessParentPid(const zel::Tracer& trace, std::uint32_t pid, std::uint32_t& ppid,
                                   zel::IAllocator* allocator = nullptr);
-
-// Cuts status text into lines and parses each; bad lines are dropped.
-zel::result_t ParseStatusText(const zel::Tracer& trace, std::string_view content,
-                              StatusFields& fields);
-// One "name:value" line, both sides trimmed of tabs only.
-zel::result_t ParseStatusLine(const zel::Tracer& trace, std::string_view line, StatusField& field);
-// Picks "Pid" and "PPid" out of parsed fields; the last occurrence wins.
-zel::result_t FindPidsInStatus(const zel::Tracer& trace, const StatusFields& fields,
-                               std::uint32_t& pid, std::uint32_t& ppid);
-
-// Opens `path` even when it is longer than the system's path limit, by
-// walking it directory by directory. `fd` is -1 on failure; the caller
-// closes a descriptor it gets.
-zel::result_t OpenExistingFile(int& fd, const char* path, int flags, mode_t mode) noexcept;
 
 }  // namespace vor
 

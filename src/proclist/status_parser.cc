@@ -1,6 +1,8 @@
 // The parser of /proc/<pid>/status. Process names are chosen by whoever
 // starts a process, so any byte may turn up; a line that does not read as
 // "name:value" is dropped and the rest still counts.
+#include "proclist/status_parser.h"
+
 #include "proclist/process_info.h"
 #include "runtime/result.h"
 #include "runtime/result_from_exception.h"

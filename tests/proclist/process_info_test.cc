@@ -10,8 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include "proclist/open_existing_file.h"
 #include "proclist/path_rules.h"
 #include "proclist/resolve_link.h"
+#include "proclist/status_parser.h"
 #include "runtime/result.h"
 #include "tests/proclist/live_process.h"
 
