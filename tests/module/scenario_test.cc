@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "tests/module/service_fixture.h"
+#include "tests/testing_host/fake_file_factory.h"
 #include "tests/testing_host/child.h"
 
 namespace vor::testing {
@@ -149,6 +150,10 @@ void ScenarioTest::Run(const std::vector<std::string>& w, std::string& out) {
       host_.locator->Allow(kInterfaces.at(w.at(1)));
     } else if (verb == "allocations") {
       if (w.at(1) == "fail") host_.allocator->FailAlways(); else host_.allocator->FailNever();
+    } else if (verb == "fake-file") {  // NAME SIZE CONTENT: a file that reports SIZE, whatever it holds
+      auto files = host::MakeHostObject<FakeFileFactory>();
+      files->Add(arg(1), rest(3)).reportedSize = std::stoull(w.at(2));
+      host_.Register(zel::ILumoFileFactory::kIid, files.get(), zel::ILumoFileFactory::kServiceId);
     } else if (verb == "files-root") {
       Ref<host::LumoFileFactory> files = host::LumoFileFactory::Create(dir_.path + "/" + w.at(1), &code);
       host_.Register(zel::ILumoFileFactory::kIid, files.get(), zel::ILumoFileFactory::kServiceId);
@@ -169,7 +174,7 @@ void ScenarioTest::Run(const std::vector<std::string>& w, std::string& out) {
     if (shown) out += "  " + std::to_string(entry.level) + " " + Normalise(entry.text) + "\n";
   }
   static const std::set<std::string> kQuiet = {"write", "child", "refuse", "allow", "allocations",
-                                              "context", "answer", "trace", "ignore"};
+                                              "context", "answer", "trace", "ignore", "fake-file"};
   if (answerLine.empty() && kQuiet.count(verb) == 0) {
     answerLine = "  => " + Hex(code);
     if (isCheck && answer != nullptr) answerLine += critical ? " critical" : " not critical";
