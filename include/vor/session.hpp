@@ -2,6 +2,10 @@
 // types. One Session loads libvor.so with the reference host's services,
 // creates and verifies the criticality service and answers checks from any
 // number of threads; Reload swaps in a new service instance.
+//
+// The C++ API is built for libstdc++'s ABI (GCC's, with the C++11 std::string
+// of _GLIBCXX_USE_CXX11_ABI=1): a program built with another standard library
+// uses the C API of <vor/session.h>, which any compiler can call.
 #ifndef VOR_SESSION_HPP_
 #define VOR_SESSION_HPP_
 
