@@ -244,6 +244,8 @@ const char* vor_session_module_version(vor_session* session) {
   return session == nullptr ? nullptr : session->session->moduleVersion().c_str();
 }
 
+const char* vor_host_version(void) { return VOR_HOST_VERSION; }
+
 const char* vor_result_message(uint32_t code) {
   // The texts are NUL-terminated literals, so the view's data ends in a NUL.
   return zel::GetResultCodeMessage(code).data();

@@ -62,6 +62,16 @@
 extern "C" {
 #endif
 
+/* The version of libvor-host this header belongs to. MAJOR is the ABI, the
+ * 0 of the SONAME libvor-host.so.0: it changes only when something is taken
+ * away or changed. MINOR grows when something is added, PATCH with fixes.
+ * vor_host_version() tells the library a program runs with; its major equals
+ * the one the program was built with, and a program that uses an addition
+ * needs at least the minor that brought it. */
+#define VOR_HOST_VERSION_MAJOR 0
+#define VOR_HOST_VERSION_MINOR 8
+#define VOR_HOST_VERSION_PATCH 0
+
 typedef struct vor_session vor_session;
 
 /* Receives one trace line of the module (no line end) with its level. */
@@ -210,6 +220,10 @@ VOR_HOST_API uint32_t vor_session_process_list(vor_session* session, vor_process
 /* The loaded module's version, "major.minor.build.revision"; valid while the
  * session is open. NULL for a null session. */
 VOR_HOST_API const char* vor_session_module_version(vor_session* session);
+
+/* The version of the libvor-host the program runs with, "MAJOR.MINOR.PATCH"
+ * ("0.8.0"); never NULL, static. */
+VOR_HOST_API const char* vor_host_version(void);
 
 /* The text of a result code ("Invalid argument"), never NULL, static. */
 VOR_HOST_API const char* vor_result_message(uint32_t code);

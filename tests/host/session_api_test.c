@@ -3,6 +3,8 @@
  * reloads, a reload that puts a changed vor_proc.xms in force while a broken
  * one leaves the list in force alone, and checks pinned to their process. */
 #define _GNU_SOURCE
+#include <dlfcn.h>
+#include <limits.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stddef.h>
@@ -57,6 +59,20 @@ static void BadArguments(void) {
   EXPECT(vor_session_check_pid(session, 0, &critical) == VOR_E_INVALID_ARGUMENT && !critical);
   EXPECT(vor_session_explain_pid(session, 1, &critical, NULL, NULL) == VOR_E_INVALID_ARGUMENT);
   vor_session_close(session);
+}
+
+/* The header's version macros, vor_host_version() and the name of the
+ * library file this program runs with (the one holding that very text) tell
+ * one version. */
+static void Versions(void) {
+  char macros[32], file[PATH_MAX] = "";
+  snprintf(macros, sizeof macros, "%d.%d.%d", VOR_HOST_VERSION_MAJOR, VOR_HOST_VERSION_MINOR,
+           VOR_HOST_VERSION_PATCH);
+  EXPECT(strcmp(vor_host_version(), macros) == 0);
+  Dl_info library;
+  EXPECT(dladdr(vor_host_version(), &library) != 0 && realpath(library.dli_fname, file));
+  const char* suffix = strstr(file, "/libvor-host.so.");
+  EXPECT(suffix != NULL && strcmp(suffix + strlen("/libvor-host.so."), macros) == 0);
 }
 
 /* A folder with the link b -> /usr/bin in it, and paths through it:
@@ -369,6 +385,7 @@ static void ReloadUnderChecks(void) {
 
 int main(void) {
   BadArguments();
+  Versions();
   MakeLinked();
   Entries();
   TwoThreadsWhileReloading();
