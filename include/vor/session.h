@@ -84,9 +84,18 @@ typedef void (*vor_trace_fn)(void* context, uint32_t level, const char* line);
 #define VOR_TRACE_INFO 700u
 #define VOR_TRACE_DEBUG 800u
 
+/* Options of a session. Zero-initialise the struct and set `size`; a field
+ * left zero (or NULL) takes its default.
+ *
+ * The struct grows at its end. `size` is sizeof(vor_session_options) as the
+ * caller was built with: at least sizeof(size_t) (the field itself), else
+ * VOR_E_INVALID_ARGUMENT. A field that does not lie wholly within `size`
+ * takes its default, so an older caller's smaller struct is read safely. A
+ * newer caller's larger struct is accepted when every byte past the fields
+ * this library knows is zero; a non-zero one is an option this library
+ * cannot honour, and vor_session_open refuses it with
+ * VOR_E_INVALID_ARGUMENT rather than drop it. */
 typedef struct vor_session_options {
-  /* sizeof(vor_session_options) as the caller knows it, so that the struct
-   * can grow: fields past `size` take their defaults. */
   size_t size;
   /* The libvor.so to load; NULL: the installed one, found beside libvor-host.
    * A path with a '/': a bare name is refused, never searched for. When the
@@ -103,7 +112,11 @@ typedef struct vor_session_options {
    * are read below this directory; NULL: "/". */
   const char* root;
   /* NULL-terminated arrays of "NAME=VALUE": host feature flags, and host
-   * environment values for %NAME% expansion. NULL: none. */
+   * environment values for %NAME% expansion. NULL: none. A text without '='
+   * gives VOR_E_INVALID_ARGUMENT. The library hands every name to the module
+   * as it is and checks none: a name the module never reads (it reads the
+   * flag disable_vor.process.namespaces.workaround and the value
+   * ProductType) is ignored, without a warning. */
   const char* const* flags;
   const char* const* environment;
   /* The module's lines up to this level go to `trace`; VOR_TRACE_NONE: none. */
@@ -114,6 +127,17 @@ typedef struct vor_session_options {
    * as a host reproducing the module's own question needs; false (the
    * default): answer by entry. */
   bool exact;
+  /* A buffer of the caller's for the text of a failure, as libcurl's error
+   * buffer: vor_session_open writes into it why it failed ("cannot open
+   * storage directory '/st': No such file or directory"), and
+   * vor_session_reload why a reload failed (for malformed XML with line and
+   * column). Each writes "" first; the text is cut to error_buffer_size
+   * bytes, NUL included, at a UTF-8 character boundary. No other function
+   * writes it. The buffer must stay valid until vor_session_close; read it
+   * in the thread that made the call, before another reload may run. NULL
+   * or size 0: no text (vor_result_message still names the code). */
+  char* error_buffer;
+  size_t error_buffer_size;
 } vor_session_options;
 
 /* Opens a session; NULL options mean the defaults above. */

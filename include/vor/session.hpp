@@ -132,6 +132,9 @@ class VOR_HOST_API Session {
   // Reads the storage again with a new instance; a failed process list keeps
   // the instance in force and returns why.
   zel::result_t Reload();
+  // As above; on failure `error` says why in words ("cannot load
+  // '/st/vor_proc.xms': Invalid signature (line 1, column 48: ...)").
+  zel::result_t Reload(std::string& error);
 
   ListStatus processList() const;
   ProcessListState processListState() const;

@@ -75,6 +75,48 @@ static void Versions(void) {
   EXPECT(suffix != NULL && strcmp(suffix + strlen("/libvor-host.so."), macros) == 0);
 }
 
+/* Options of older and newer callers, and the text of a failed open in the
+ * caller's buffer (cut to its size, left alone by a caller that has none). */
+static void OptionsAndOpenErrors(void) {
+  const char* bad_flags[] = {"no-equals-sign", NULL};
+  const struct {
+    size_t size, buffer;
+    const char* storage;
+    const char* const* flags;
+    int newer_byte;
+    uint32_t code;
+    const char* text; /* what the buffer holds */
+  } rows[] = {
+      {sizeof(size_t), 0, "/nonexistent-st", NULL, 0, VOR_OK, "stale"},
+      {offsetof(vor_session_options, error_buffer), 0, "/nonexistent-st", NULL, 0,
+       VOR_E_PATH_NOT_FOUND, "stale"},
+      {sizeof(vor_session_options), 96, "/nonexistent-st", NULL, 0, VOR_E_PATH_NOT_FOUND,
+       "cannot open storage directory '/nonexistent-st': No such file or directory"},
+      {sizeof(vor_session_options), 8, "/nonexistent-st", NULL, 0, VOR_E_PATH_NOT_FOUND, "cannot "},
+      {sizeof(vor_session_options), 96, NULL, bad_flags, 0, VOR_E_INVALID_ARGUMENT,
+       "feature flag 'no-equals-sign' is not NAME=VALUE"},
+      {sizeof(vor_session_options) + 8, 96, NULL, NULL, 0, VOR_OK, ""},
+      {sizeof(vor_session_options) + 8, 96, NULL, NULL, 3, VOR_E_INVALID_ARGUMENT,
+       "options: byte 99 is not zero; this libvor-host knows the first 96 only"},
+  };
+  for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
+    struct {
+      vor_session_options known;
+      unsigned char newer[8];
+    } options = {{.storage_dir = rows[i].storage, .flags = rows[i].flags}, {0}};
+    char error[96] = "stale";
+    options.known.size = rows[i].size;
+    options.known.error_buffer = error;
+    options.known.error_buffer_size = rows[i].buffer;
+    if (rows[i].newer_byte) options.newer[rows[i].newer_byte] = 1;
+    vor_session* session = NULL;
+    const uint32_t code = vor_session_open(&options.known, &session);
+    EXPECT(code == rows[i].code && (code == VOR_OK) == (session != NULL));
+    EXPECT(strcmp(error, rows[i].text) == 0);
+    vor_session_close(session);
+  }
+}
+
 /* A folder with the link b -> /usr/bin in it, and paths through it:
  * b/ls, b/ls.not, b/../bin/ls, b, b/. */
 static char linked_dir[] = "/tmp/vor-entries-XXXXXX";
@@ -187,7 +229,9 @@ static void Reload(void) {
   char dir[] = "/tmp/vor-session-XXXXXX";
   EXPECT(mkdtemp(dir) != NULL);
   pid_t child = StartSleep();
-  vor_session_options options = {.size = sizeof options};
+  char error[256] = "stale", expected[256];
+  vor_session_options options = {.size = sizeof options, .error_buffer = error,
+                                 .error_buffer_size = sizeof error};
   options.storage_dir = dir;
   vor_session* session = NULL;
   vor_list_status status;
@@ -198,7 +242,8 @@ static void Reload(void) {
 
   WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/>"
                  "<vor_process_entry flags=\"2\" parent_path=\"/sbin/init\"/></vor_process_list>");
-  EXPECT(vor_session_reload(session) == VOR_OK);
+  strcpy(error, "stale");
+  EXPECT(vor_session_reload(session) == VOR_OK && error[0] == '\0');
   EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_LOADED &&
          status.entries == 2);
   int lines = 0;
@@ -208,6 +253,9 @@ static void Reload(void) {
   /* A broken list does not replace the one in force: the attempt failed. */
   WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\"");
   EXPECT(vor_session_reload(session) == 0x8000005au);
+  snprintf(expected, sizeof expected, "cannot load '%s/vor_proc.xms': Invalid signature "
+           "(line 1, column 46: Error parsing start element tag)", dir);
+  EXPECT(strcmp(error, expected) == 0);
   EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
          status.result == 0x8000005au && status.line == 1);
   vor_process_list_info info = {.size = sizeof info};
@@ -228,8 +276,9 @@ static void Reload(void) {
   EXPECT(vor_session_process_list(session, NULL) == VOR_E_INVALID_ARGUMENT);
   vor_session_close(session);
 
-  /* Opened on the broken list, the session reports it and where it broke. */
-  EXPECT(vor_session_open(&options, &session) == VOR_OK);
+  /* Opened on the broken list, the session reports it and where it broke;
+   * the open itself succeeded. */
+  EXPECT(vor_session_open(&options, &session) == VOR_OK && error[0] == '\0');
   EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
          status.result == 0x8000005au && status.line == 1 && status.column > 1 &&
          status.description[0] != '\0');
@@ -386,6 +435,7 @@ static void ReloadUnderChecks(void) {
 int main(void) {
   BadArguments();
   Versions();
+  OptionsAndOpenErrors();
   MakeLinked();
   Entries();
   TwoThreadsWhileReloading();
