@@ -5,7 +5,8 @@
 #                 /usr/bin/vorctl, its manual pages, bash completion, docs
 #   libvor-host0  /usr/lib/<multiarch>/libvor-host.so.0*   the reference host
 #   libvor-dev    /usr/include/vor/, the libvor-host.so link, the CMake package
-#                 (vor::headers, vor::host) and the pkg-config files vor, vor-host
+#                 (vor::headers, vor::host), the pkg-config files vor, vor-host
+#                 and vor_session(3)
 #
 # Every install() names its component. Build the packages from a Release build
 # with the /usr prefix:
@@ -79,11 +80,15 @@ function(vor_gzip source output)
     DEPENDS ${source} VERBATIM)
   set(vor_gzipped ${vor_gzipped} ${output} PARENT_SCOPE)
 endfunction()
-foreach(page vorctl.1 vor_proc.xms.5)
+# PAGE=COMPONENT: the tool's pages go with it, the C API's with the headers.
+foreach(page_component vorctl.1=vor vor_proc.xms.5=vor vor_session.3=libvor-dev)
+  string(REPLACE "=" ";" page_component ${page_component})
+  list(GET page_component 0 page)
+  list(GET page_component 1 component)
   string(REGEX MATCH "[0-9]$" section ${page})
   vor_gzip(${PROJECT_SOURCE_DIR}/man/${page} ${VOR_PACKAGING_DIR}/${page}.gz)
   install(FILES ${VOR_PACKAGING_DIR}/${page}.gz
-    DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT vor)
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
 endforeach()
 vor_gzip(${VOR_DEBIAN_DIR}/changelog ${VOR_PACKAGING_DIR}/changelog.Debian.gz)
 add_custom_target(vor_packaging_files ALL DEPENDS ${vor_gzipped})
@@ -172,8 +177,9 @@ whether a file path or a running process is critical to the operating
 system.
 
 This package holds the headers of the module's binary interface and of the
-libvor-host C API, the CMake package (find_package(vor): vor::headers,
-vor::host) and the pkg-config files vor and vor-host.]=])
+libvor-host C API with its manual page vor_session(3), the CMake package
+(find_package(vor): vor::headers, vor::host) and the pkg-config files vor
+and vor-host.]=])
 
 # CPack writes ldconfig calls into postinst and postrm of a package with a
 # library in /usr/lib; the triggers file above does that job the Debian way.
