@@ -33,30 +33,53 @@ set_target_properties(vor_host PROPERTIES EXPORT_NAME host)
 install(TARGETS vor_headers EXPORT vorTargets COMPONENT libvor-dev)
 install(EXPORT vorTargets NAMESPACE vor:: DESTINATION ${VOR_CMAKE_DIR} COMPONENT libvor-dev)
 
-configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/vorConfig.cmake.in
-  ${VOR_PACKAGING_DIR}/vorConfig.cmake
-  INSTALL_DESTINATION ${VOR_CMAKE_DIR}
-  PATH_VARS CMAKE_INSTALL_INCLUDEDIR VOR_MODULE_DIR)
-write_basic_package_version_file(${VOR_PACKAGING_DIR}/vorConfigVersion.cmake
-  COMPATIBILITY SameMajorVersion)
+# Written twice from one template: for the installed package (every path
+# relative to vorConfig.cmake, so it may be moved) and for the build tree
+# (cmake -Dvor_DIR=<build folder>: the source headers, the built libraries).
+function(vor_cmake_package folder destination prefix includedir moduledir)
+  set(VOR_CONFIG_INCLUDEDIR ${includedir})
+  set(VOR_CONFIG_MODULEDIR ${moduledir})
+  configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/vorConfig.cmake.in ${folder}/vorConfig.cmake
+    INSTALL_DESTINATION ${destination} INSTALL_PREFIX ${prefix}
+    PATH_VARS VOR_CONFIG_INCLUDEDIR VOR_CONFIG_MODULEDIR)
+  write_basic_package_version_file(${folder}/vorConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+endfunction()
+vor_cmake_package(${VOR_PACKAGING_DIR} ${VOR_CMAKE_DIR} ${CMAKE_INSTALL_PREFIX}
+  ${CMAKE_INSTALL_INCLUDEDIR} ${VOR_MODULE_DIR})
 install(FILES ${VOR_PACKAGING_DIR}/vorConfig.cmake ${VOR_PACKAGING_DIR}/vorConfigVersion.cmake
   DESTINATION ${VOR_CMAKE_DIR} COMPONENT libvor-dev)
+vor_cmake_package(${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}
+  ${PROJECT_SOURCE_DIR}/include ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/vor)
+export(EXPORT vorTargets NAMESPACE vor:: FILE ${PROJECT_BINARY_DIR}/vorTargets.cmake)
 
-# --- pkg-config: every directory relative to the .pc file itself -----------
+# --- pkg-config --------------------------------------------------------------
+# vor.pc and vor-host.pc, installed, name every directory relative to the .pc
+# file itself. Beside them in the build tree stand pkg-config's uninstalled
+# variants (vor-uninstalled, vor-host-uninstalled; pkg-config prefers them
+# when both are on PKG_CONFIG_PATH): the source headers and the built library,
+# which a program so built finds at run time through its RUNPATH.
+function(vor_pc_files suffix prefix libdir includedir runpath)
+  set(VOR_PC_PREFIX ${prefix})
+  set(VOR_PC_LIBDIR ${libdir})
+  set(VOR_PC_INCLUDEDIR ${includedir})
+  set(VOR_PC_MODULEDIR ${libdir}/vor)
+  set(VOR_PC_RUNPATH "${runpath}")
+  foreach(pc vor vor-host)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${VOR_PACKAGING_DIR}/${pc}${suffix}.pc @ONLY)
+  endforeach()
+endfunction()
 function(vor_pc_relative variable directory)
   file(RELATIVE_PATH relative ${CMAKE_INSTALL_PREFIX}/${VOR_PKGCONFIG_DIR} ${directory})
   string(REGEX REPLACE "/$" "" relative "${relative}")
-  if(relative STREQUAL "")
-    set(relative .)
-  endif()
-  set(${variable} ${relative} PARENT_SCOPE)
+  set(${variable} "\${pcfiledir}/${relative}" PARENT_SCOPE)
 endfunction()
-vor_pc_relative(VOR_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
-vor_pc_relative(VOR_PC_LIBDIR ${CMAKE_INSTALL_FULL_LIBDIR})
-vor_pc_relative(VOR_PC_INCLUDEDIR ${CMAKE_INSTALL_FULL_INCLUDEDIR})
-vor_pc_relative(VOR_PC_MODULEDIR ${CMAKE_INSTALL_FULL_LIBDIR}/vor)
+vor_pc_relative(vor_pc_prefix ${CMAKE_INSTALL_PREFIX})
+vor_pc_relative(vor_pc_libdir ${CMAKE_INSTALL_FULL_LIBDIR})
+vor_pc_relative(vor_pc_includedir ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+vor_pc_files("" ${vor_pc_prefix} ${vor_pc_libdir} ${vor_pc_includedir} "")
+vor_pc_files(-uninstalled ${PROJECT_BINARY_DIR} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}
+  ${PROJECT_SOURCE_DIR}/include " -Wl,-rpath,\${libdir}")
 foreach(pc vor vor-host)
-  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${VOR_PACKAGING_DIR}/${pc}.pc @ONLY)
   install(FILES ${VOR_PACKAGING_DIR}/${pc}.pc DESTINATION ${VOR_PKGCONFIG_DIR} COMPONENT libvor-dev)
 endforeach()
 
