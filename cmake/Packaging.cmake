@@ -1,4 +1,4 @@
-# Install layout (Debian conventions) and the three .deb packages.
+# Install layout (Debian conventions) and the four .deb packages.
 #
 #   vor           /usr/lib/<multiarch>/vor/libvor.so   the module: private to its
 #                                                      hosts, no SONAME, 0644
@@ -7,6 +7,8 @@
 #   libvor-dev    /usr/include/vor/, the libvor-host.so link, the CMake package
 #                 (vor::headers, vor::host), the pkg-config files vor, vor-host
 #                 and vor_session(3)
+#   python3-vor   /usr/lib/python3/dist-packages/vor/, the Python binding over
+#                 libvor-host.so.0 (Architecture: all)
 #
 # Every install() names its component. Build the packages from a Release build
 # with the /usr prefix:
@@ -83,6 +85,10 @@ foreach(pc vor vor-host)
   install(FILES ${VOR_PACKAGING_DIR}/${pc}.pc DESTINATION ${VOR_PKGCONFIG_DIR} COMPONENT libvor-dev)
 endforeach()
 
+# --- the Python binding: pure Python, where Debian's python3 finds it -----------
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/vor DESTINATION lib/python3/dist-packages
+  COMPONENT python3-vor FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+
 # --- documentation, manual pages, completion --------------------------------
 install(FILES
   ${PROJECT_SOURCE_DIR}/docs/host-abi.md
@@ -123,7 +129,7 @@ if(NOT vor_changelog_top MATCHES "^vor \\(${VOR_DEB_VERSION}\\) ")
   message(FATAL_ERROR "cmake/debian/changelog does not start with version ${VOR_DEB_VERSION}: "
                       "add an entry for it")
 endif()
-set(VOR_COMPONENTS vor libvor-host0 libvor-dev)
+set(VOR_COMPONENTS vor libvor-host0 libvor-dev python3-vor)
 foreach(component IN LISTS VOR_COMPONENTS)
   install(FILES ${VOR_DEBIAN_DIR}/copyright ${VOR_PACKAGING_DIR}/changelog.Debian.gz
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${component} COMPONENT ${component})
@@ -162,6 +168,7 @@ list(TRANSFORM CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS REPLACE "^/" "")
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_COMPONENT_VOR_DEPENDS libvor-host0)
 set(CPACK_COMPONENT_LIBVOR-DEV_DEPENDS libvor-host0 vor)
+set(CPACK_COMPONENT_PYTHON3-VOR_DEPENDS libvor-host0)
 
 set(CPACK_DEBIAN_VOR_PACKAGE_NAME vor)
 set(CPACK_DEBIAN_VOR_PACKAGE_SECTION admin)
@@ -203,6 +210,24 @@ This package holds the headers of the module's binary interface and of the
 libvor-host C API with its manual page vor_session(3), the CMake package
 (find_package(vor): vor::headers, vor::host) and the pkg-config files vor
 and vor-host.]=])
+
+# What dh_python3 would give a pure Python package, written out: python3 for
+# any architecture, scripts that byte-compile on install and clean up on
+# removal. The exact libvor-host0 comes from the component dependency above.
+set(CPACK_DEBIAN_PYTHON3-VOR_PACKAGE_NAME python3-vor)
+set(CPACK_DEBIAN_PYTHON3-VOR_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON3-VOR_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON3-VOR_PACKAGE_DEPENDS "python3:any")
+set(CPACK_DEBIAN_PYTHON3-VOR_PACKAGE_CONTROL_EXTRA
+  ${VOR_DEBIAN_DIR}/python3-vor/postinst ${VOR_DEBIAN_DIR}/python3-vor/prerm)
+set(CPACK_DEBIAN_PYTHON3-VOR_DESCRIPTION [=[Python binding of the libvor module's reference host
+libvor is a module that an anti-malware host loads with dlopen to ask
+whether a file path or a running process is critical to the operating
+system.
+
+This package holds the Python module vor: sessions of libvor-host through
+ctypes, with file, pid and pidfd checks, their explanations, reloads of the
+process list and failures raised as vor.Error.]=])
 
 # CPack writes ldconfig calls into postinst and postrm of a package with a
 # library in /usr/lib; the triggers file above does that job the Debian way.
