@@ -1,9 +1,5 @@
-"""The Python binding vor against libvor-host: answers, failures as vor.Error
-with their text, pidfd checks, explanations, reloads, the deciding spelling.
-
-Runs against the build tree (ctest sets VOR_HOST_LIBRARY and PYTHONPATH) or,
-with neither set, against the installed packages.
-"""
+"""The Python binding against the build tree (ctest sets VOR_HOST_LIBRARY and
+PYTHONPATH) or, with neither set, the installed packages (CI)."""
 import os
 import pathlib
 import re
