@@ -87,7 +87,8 @@ static void OptionsAndOpenErrors(void) {
        VOR_E_PATH_NOT_FOUND, "stale"},
       {sizeof(vor_session_options), 96, "/nonexistent-st", NULL, 0, VOR_E_PATH_NOT_FOUND,
        "cannot open storage directory '/nonexistent-st': No such file or directory"},
-      {sizeof(vor_session_options), 8, "/nonexistent-st", NULL, 0, VOR_E_PATH_NOT_FOUND, "cannot "},
+      {sizeof(vor_session_options), 46, "/nonexistent-\xc3\xa9", NULL, 0, VOR_E_PATH_NOT_FOUND,
+       "cannot open storage directory '/nonexistent-"}, /* not half an e-acute */
       {sizeof(vor_session_options), 96, NULL, bad_flags, 0, VOR_E_INVALID_ARGUMENT,
        "feature flag 'no-equals-sign' is not NAME=VALUE"},
       {sizeof(vor_session_options) + 8, 96, NULL, NULL, 0, VOR_OK, ""},
