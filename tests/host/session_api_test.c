@@ -302,7 +302,7 @@ static void KillVictim(void* context, uint32_t level, const char* line) {
 }
 
 static void* ThreadId(void* arg) {
-  *(pid_t*)arg = (pid_t)syscall(SYS_gettid);
+  __atomic_store_n((pid_t*)arg, (pid_t)syscall(SYS_gettid), __ATOMIC_SEQ_CST);
   usleep(300000);
   return NULL;
 }
