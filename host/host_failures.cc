@@ -3,15 +3,17 @@
 namespace vor::host {
 namespace {
 
-// Static TLS: no allocation on a thread's first use and no destructor, so a
-// thread whose memory has run out can still count (a TLS block allocated on
-// first use could abort the process instead).
+// Plain thread-local data, no destructor: in a program linked with
+// libvor-host it lies in each thread's static TLS, allocated with the thread,
+// so a thread whose memory has run out can still count. The default TLS
+// model, not initial-exec: a process that loads libvor-host with dlopen
+// (Python's ctypes) has too little static TLS left for the library's block.
 struct Tally {
   std::uint32_t count;       // failures on this thread, ever
   std::uint32_t watchStart;  // `count` when the innermost watch began
   zel::result_t first;       // the first code since then
 };
-thread_local Tally t_tally __attribute__((tls_model("initial-exec"))) = {0, 0, VOR_OK};
+thread_local Tally t_tally = {0, 0, VOR_OK};
 
 }  // namespace
 

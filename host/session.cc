@@ -13,6 +13,7 @@
 #include <new>
 #include <memory_resource>
 #include <optional>
+#include <string>
 
 #include "host/directory_storage.h"
 #include "host/environment.h"
@@ -42,6 +43,21 @@ using app_core::service_manager::IStorageObjectState;
 
 // The checks want a non-null opaque context of the caller's.
 int check_context;
+
+constexpr char kLinksUnread[] = "cannot read the links to directories in /";
+
+// Why a load of the process list failed, in words.
+std::string ListLoadError(const ListLoad& load, const std::string& storageDir) {
+  std::string text = storageDir.empty() ? std::string("cannot load the process list")
+                                        : "cannot load '" + storageDir + "/vor_proc.xms'";
+  text += ": ";
+  text += zel::ResultCodeText(load.result);
+  if (load.syntax.line != 0) {
+    text += " (line " + std::to_string(load.syntax.line) + ", column " +
+            std::to_string(load.syntax.column) + ": " + load.syntax.description + ")";
+  }
+  return text;
+}
 
 // The loaded libvor.so. It is unloaded only when it says that none of its
 // objects is alive; otherwise unloading would pull code from under them.
@@ -113,6 +129,7 @@ struct Session::Impl {
   Ref<FeatureFlags> flags = MakeHostObject<FeatureFlags>();
   Ref<Environment> environment = MakeHostObject<Environment>();
   std::shared_ptr<Module> module;
+  std::string storageDir;
   bool exact = false;
   bool confined = false;  // a root other than "/"
   FileEntries fileEntries;
@@ -202,8 +219,9 @@ zel::result_t Session::Open(const SessionOptions& options, std::unique_ptr<Sessi
     impl->exact = options.exact;
     impl->confined = root != "/";
     if (impl->ByEntry() && zel::Failed(code = impl->fileEntries.Refresh())) {
-      return fail(code, "cannot read the links to directories in /");
+      return fail(code, kLinksUnread);
     }
+    impl->storageDir = options.storageDir;
     impl->storage = MakeHostObject<DirectoryStorage>(options.storageDir);
     if (!impl->storage->ok()) {
       return fail(VOR_E_PATH_NOT_FOUND, "cannot open storage directory '" + options.storageDir +
@@ -444,25 +462,35 @@ Answer Session::CheckPidfd(int pidfd, std::vector<std::string>* explain) {
 }
 
 zel::result_t Session::Reload() {
+  std::string error;
+  return Reload(error);
+}
+
+zel::result_t Session::Reload(std::string& error) {
   try {
     std::lock_guard<std::mutex> hold(impl_->reloadMutex);
     if (impl_->ByEntry()) {
       const zel::result_t refreshed = impl_->fileEntries.Refresh();
-      if (zel::Failed(refreshed)) return refreshed;
+      if (zel::Failed(refreshed)) {
+        error = kLinksUnread;
+        return refreshed;
+      }
     }
     std::shared_ptr<Instance> instance;
-    std::string why;
-    zel::result_t code = impl_->NewInstance(instance, why);
+    zel::result_t code = impl_->NewInstance(instance, error);
     // A failed load keeps the instance in force, and the list with it.
-    ListLoad load = zel::Failed(code) ? ListLoad{code, {}} : instance->load;
+    const bool created = zel::Succeeded(code);
+    ListLoad load = created ? instance->load : ListLoad{code, {}};
     code = load.result;
     if (zel::Succeeded(code)) impl_->current.store(std::move(instance));
+    if (created && zel::Failed(code)) error = ListLoadError(load, impl_->storageDir);
     std::lock_guard<std::mutex> loadHold(impl_->loadMutex);
     impl_->lastLoad = std::move(load);
     return code;
   } catch (...) {
     const zel::result_t code = CurrentExceptionCode();
     try {
+      error = code == VOR_E_OUT_OF_MEMORY ? "out of memory" : "unexpected failure";
       std::lock_guard<std::mutex> loadHold(impl_->loadMutex);
       impl_->lastLoad = {code, {}};
     } catch (...) {

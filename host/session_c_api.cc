@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <new>
 #include <string>
 #include <string_view>
@@ -12,8 +13,35 @@
 #include "vor/session.h"
 #include "vor/session.hpp"
 
+namespace {
+
+// The caller's buffer for the text of a failure (vor_session_options).
+class ErrorBuffer {
+ public:
+  ErrorBuffer() = default;
+  ErrorBuffer(char* data, std::size_t size) : data_(size > 0 ? data : nullptr), size_(size) {
+    Write({});
+  }
+  // Cut to fit at a UTF-8 character boundary, always NUL-terminated.
+  void Write(std::string_view text) const noexcept {
+    if (data_ == nullptr) return;
+    std::size_t length = std::min(text.size(), size_ - 1);
+    while (length > 0 && length < text.size() && (text[length] & 0xC0) == 0x80) --length;
+    text.copy(data_, length);
+    data_[length] = '\0';
+  }
+
+ private:
+  char* data_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+}  // namespace
+
 struct vor_session {
   std::unique_ptr<vor::host::Session> session;
+  ErrorBuffer error;
+  std::mutex reloading;  // one reload at a time writes `error`
 };
 
 namespace {
@@ -26,28 +54,44 @@ using vor::host::SessionOptions;
 #define VOR_HAS(options, field) \
   ((options).size >= offsetof(vor_session_options, field) + sizeof((options).field))
 
-// A NULL-terminated array of "NAME=VALUE" into pairs; false for a bad one.
+// A NULL-terminated array of "NAME=VALUE" into pairs; the bad one in `bad`.
 bool ReadAssignments(const char* const* texts,
-                     std::vector<std::pair<std::string, std::string>>& out) {
+                     std::vector<std::pair<std::string, std::string>>& out, std::string& bad) {
   for (; texts != nullptr && *texts != nullptr; ++texts) {
     auto assignment = vor::host::ParseAssignment(*texts);
-    if (!assignment) return false;
+    if (!assignment) {
+      bad = *texts;
+      return false;
+    }
     out.push_back(std::move(*assignment));
   }
   return true;
 }
 
-uint32_t ReadOptions(const vor_session_options& in, SessionOptions& out) {
+// Reads the caller's options into `out`, and its error buffer into `error`
+// first, so that a refusal of the rest can be told in words.
+uint32_t ReadOptions(const vor_session_options& in, SessionOptions& out, ErrorBuffer& error) {
   if (in.size < sizeof(size_t)) return VOR_E_INVALID_ARGUMENT;
+  if (VOR_HAS(in, error_buffer_size)) error = ErrorBuffer(in.error_buffer, in.error_buffer_size);
+  // A newer caller's option this library does not know is refused, not dropped.
+  const auto* bytes = reinterpret_cast<const unsigned char*>(&in);
+  for (std::size_t at = sizeof in; at < in.size; ++at) {
+    if (bytes[at] == 0) continue;
+    error.Write("options: byte " + std::to_string(at) + " is not zero; this libvor-host knows the first " +
+                std::to_string(sizeof in) + " only");
+    return VOR_E_INVALID_ARGUMENT;
+  }
   const auto text = [](const char* value) { return value ? std::string(value) : std::string(); };
   if (VOR_HAS(in, module_path)) out.modulePath = text(in.module_path);
   if (VOR_HAS(in, storage_dir)) out.storageDir = text(in.storage_dir);
   if (VOR_HAS(in, root)) out.root = text(in.root);
-  if (VOR_HAS(in, flags) && !ReadAssignments(in.flags, out.flags)) {
+  std::string bad;
+  if (VOR_HAS(in, flags) && !ReadAssignments(in.flags, out.flags, bad)) {
+    error.Write("feature flag '" + bad + "' is not NAME=VALUE");
     return VOR_E_INVALID_ARGUMENT;
   }
-  if (VOR_HAS(in, environment) &&
-      !ReadAssignments(in.environment, out.environment)) {
+  if (VOR_HAS(in, environment) && !ReadAssignments(in.environment, out.environment, bad)) {
+    error.Write("environment value '" + bad + "' is not NAME=VALUE");
     return VOR_E_INVALID_ARGUMENT;
   }
   if (VOR_HAS(in, trace_context) && in.trace != nullptr &&
@@ -113,21 +157,29 @@ void CopyText(char (&field)[N], const std::string& text) {
 extern "C" {
 
 uint32_t vor_session_open(const vor_session_options* options, vor_session** out) {
+  ErrorBuffer error;
   if (out == nullptr) return VOR_E_INVALID_ARGUMENT;
   *out = nullptr;
   try {
     SessionOptions read;
     if (options != nullptr) {
-      const uint32_t code = ReadOptions(*options, read);
+      const uint32_t code = ReadOptions(*options, read, error);
       if (zel::Failed(code)) return code;
     }
     auto session = std::make_unique<vor_session>();
-    const uint32_t code = Session::Open(read, session->session);
-    if (zel::Failed(code)) return code;
+    session->error = error;
+    std::string why;
+    const uint32_t code = Session::Open(read, session->session, &why);
+    if (zel::Failed(code)) {
+      error.Write(why);
+      return code;
+    }
     *out = session.release();
     return VOR_OK;
   } catch (...) {
-    return CurrentExceptionCode();
+    const uint32_t code = CurrentExceptionCode();
+    error.Write(zel::ResultCodeText(code));
+    return code;
   }
 }
 
@@ -196,9 +248,16 @@ uint32_t vor_session_explain_pid(vor_session* session, uint32_t pid, bool* criti
 uint32_t vor_session_reload(vor_session* session) {
   if (session == nullptr) return VOR_E_INVALID_ARGUMENT;
   try {
-    return session->session->Reload();
+    const std::lock_guard<std::mutex> hold(session->reloading);
+    session->error.Write({});
+    std::string why;
+    const uint32_t code = session->session->Reload(why);
+    if (zel::Failed(code)) session->error.Write(why);
+    return code;
   } catch (...) {
-    return CurrentExceptionCode();
+    const uint32_t code = CurrentExceptionCode();
+    session->error.Write(zel::ResultCodeText(code));
+    return code;
   }
 }
 
@@ -242,6 +301,8 @@ uint32_t vor_session_process_list(vor_session* session, vor_process_list_info* i
 const char* vor_session_module_version(vor_session* session) {
   return session == nullptr ? nullptr : session->session->moduleVersion().c_str();
 }
+
+const char* vor_host_version(void) { return VOR_HOST_VERSION; }
 
 const char* vor_result_message(uint32_t code) {
   // The texts are NUL-terminated literals, so the view's data ends in a NUL.

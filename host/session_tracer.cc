@@ -10,9 +10,10 @@
 namespace vor::host {
 namespace {
 
-// The collection this thread has open. Static TLS holding one pointer: no
-// allocation on first use, no destructor to register, one lookup per use.
-thread_local SessionTracer::Collect* t_collection __attribute__((tls_model("initial-exec"))) = nullptr;
+// The collection this thread has open: one pointer, no destructor to
+// register. The default TLS model, so that libvor-host can be loaded with
+// dlopen (see host_failures.cc).
+thread_local SessionTracer::Collect* t_collection = nullptr;
 
 }  // namespace
 

@@ -6,12 +6,13 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ binutils libgtest-dev libgmock-dev libbenchmark-dev
-          libpugixml-dev libcli11-dev nlohmann-json3-dev python3-pytest python3-prometheus-client)
+          libpugixml-dev libcli11-dev nlohmann-json3-dev pkg-config python3-pytest
+          python3-prometheus-client)
 for flag in "$@"; do
   case "$flag" in
     --fuzz) packages+=(clang libclang-rt-dev) ;;
     --valgrind) packages+=(valgrind) ;;
-    --package) packages+=(dpkg-dev file lintian pkg-config) ;;
+    --package) packages+=(dpkg-dev file lintian) ;;
     *) echo "usage: $0 [--fuzz] [--valgrind] [--package]" >&2; exit 2 ;;
   esac
 done

@@ -2,6 +2,10 @@
 // types. One Session loads libvor.so with the reference host's services,
 // creates and verifies the criticality service and answers checks from any
 // number of threads; Reload swaps in a new service instance.
+//
+// The C++ API is built for libstdc++'s ABI (GCC's, with the C++11 std::string
+// of _GLIBCXX_USE_CXX11_ABI=1): a program built with another standard library
+// uses the C API of <vor/session.h>, which any compiler can call.
 #ifndef VOR_SESSION_HPP_
 #define VOR_SESSION_HPP_
 
@@ -128,6 +132,9 @@ class VOR_HOST_API Session {
   // Reads the storage again with a new instance; a failed process list keeps
   // the instance in force and returns why.
   zel::result_t Reload();
+  // As above; on failure `error` says why in words ("cannot load
+  // '/st/vor_proc.xms': Invalid signature (line 1, column 48: ...)").
+  zel::result_t Reload(std::string& error);
 
   ListStatus processList() const;
   ProcessListState processListState() const;

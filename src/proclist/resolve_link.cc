@@ -15,9 +15,10 @@ class Pending {
  public:
   bool Set(std::string_view head, std::string_view tail) {
     if (head.size() + tail.size() >= sizeof text_) return false;
-    // `tail` may point into text_ itself: move it first.
-    std::memmove(text_ + head.size(), tail.data(), tail.size());
-    std::memcpy(text_, head.data(), head.size());
+    // `tail` may point into text_ itself: move it first. An empty view may
+    // have no data at all, which memmove and memcpy must not be given.
+    if (!tail.empty()) std::memmove(text_ + head.size(), tail.data(), tail.size());
+    if (!head.empty()) std::memcpy(text_, head.data(), head.size());
     length_ = head.size() + tail.size();
     return true;
   }

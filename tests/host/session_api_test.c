@@ -3,6 +3,8 @@
  * reloads, a reload that puts a changed vor_proc.xms in force while a broken
  * one leaves the list in force alone, and checks pinned to their process. */
 #define _GNU_SOURCE
+#include <dlfcn.h>
+#include <limits.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stddef.h>
@@ -29,9 +31,7 @@ static int failures;
 static void BadArguments(void) {
   vor_session* session = (vor_session*)1;
   bool critical = true;
-  vor_session_options tiny = {0};
   EXPECT(vor_session_open(NULL, NULL) == VOR_E_INVALID_ARGUMENT);
-  EXPECT(vor_session_open(&tiny, &session) == VOR_E_INVALID_ARGUMENT && session == NULL);
   EXPECT(vor_session_check_file(NULL, "/usr/bin/ls", &critical) == VOR_E_INVALID_ARGUMENT);
   EXPECT(!critical);
   EXPECT(vor_session_check_pid(NULL, 1, NULL) == VOR_E_INVALID_ARGUMENT);
@@ -42,11 +42,7 @@ static void BadArguments(void) {
   EXPECT(strcmp(vor_result_message(0x80020000u), "Unknown result code") == 0);
   vor_session_close(NULL);
 
-  const char* bad_flags[] = {"no-equals-sign", NULL};
   vor_session_options options = {.size = sizeof options};
-  options.flags = bad_flags;
-  EXPECT(vor_session_open(&options, &session) == VOR_E_INVALID_ARGUMENT);
-  options.flags = NULL;
   options.module_path = "/nonexistent/libvor.so";
   EXPECT(vor_session_open(&options, &session) == VOR_E_MODULE_NOT_FOUND && session == NULL);
 
@@ -57,6 +53,64 @@ static void BadArguments(void) {
   EXPECT(vor_session_check_pid(session, 0, &critical) == VOR_E_INVALID_ARGUMENT && !critical);
   EXPECT(vor_session_explain_pid(session, 1, &critical, NULL, NULL) == VOR_E_INVALID_ARGUMENT);
   vor_session_close(session);
+}
+
+/* The header's version macros, vor_host_version() and the name of the
+ * library file this program runs with (the one holding that very text) tell
+ * one version. */
+static void Versions(void) {
+  char macros[32], file[PATH_MAX] = "";
+  snprintf(macros, sizeof macros, "%d.%d.%d", VOR_HOST_VERSION_MAJOR, VOR_HOST_VERSION_MINOR,
+           VOR_HOST_VERSION_PATCH);
+  EXPECT(strcmp(vor_host_version(), macros) == 0);
+  Dl_info library;
+  EXPECT(dladdr(vor_host_version(), &library) != 0 && realpath(library.dli_fname, file));
+  const char* suffix = strstr(file, "/libvor-host.so.");
+  EXPECT(suffix != NULL && strcmp(suffix + strlen("/libvor-host.so."), macros) == 0);
+}
+
+/* Options of older and newer callers, and the text of a failed open in the
+ * caller's buffer (cut to its size, left alone by a caller that has none). */
+static void OptionsAndOpenErrors(void) {
+  const char* bad_flags[] = {"no-equals-sign", NULL};
+  const struct {
+    size_t size, buffer;
+    const char* storage;
+    const char* const* flags;
+    int newer_byte;
+    uint32_t code;
+    const char* text; /* what the buffer holds */
+  } rows[] = {
+      {0, 96, NULL, NULL, 0, VOR_E_INVALID_ARGUMENT, "stale"},
+      {sizeof(size_t), 0, "/nonexistent-st", NULL, 0, VOR_OK, "stale"},
+      {offsetof(vor_session_options, error_buffer), 0, "/nonexistent-st", NULL, 0,
+       VOR_E_PATH_NOT_FOUND, "stale"},
+      {sizeof(vor_session_options), 96, "/nonexistent-st", NULL, 0, VOR_E_PATH_NOT_FOUND,
+       "cannot open storage directory '/nonexistent-st': No such file or directory"},
+      {sizeof(vor_session_options), 46, "/nonexistent-\xc3\xa9", NULL, 0, VOR_E_PATH_NOT_FOUND,
+       "cannot open storage directory '/nonexistent-"}, /* not half an e-acute */
+      {sizeof(vor_session_options), 96, NULL, bad_flags, 0, VOR_E_INVALID_ARGUMENT,
+       "feature flag 'no-equals-sign' is not NAME=VALUE"},
+      {sizeof(vor_session_options) + 8, 96, NULL, NULL, 0, VOR_OK, ""},
+      {sizeof(vor_session_options) + 8, 96, NULL, NULL, 3, VOR_E_INVALID_ARGUMENT,
+       "options: byte 99 is not zero; this libvor-host knows the first 96 only"},
+  };
+  for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
+    struct {
+      vor_session_options known;
+      unsigned char newer[8];
+    } options = {{.storage_dir = rows[i].storage, .flags = rows[i].flags}, {0}};
+    char error[96] = "stale";
+    options.known.size = rows[i].size;
+    options.known.error_buffer = error;
+    options.known.error_buffer_size = rows[i].buffer;
+    if (rows[i].newer_byte) options.newer[rows[i].newer_byte] = 1;
+    vor_session* session = NULL;
+    const uint32_t code = vor_session_open(&options.known, &session);
+    EXPECT(code == rows[i].code && (code == VOR_OK) == (session != NULL));
+    EXPECT(strcmp(error, rows[i].text) == 0);
+    vor_session_close(session);
+  }
 }
 
 /* A folder with the link b -> /usr/bin in it, and paths through it:
@@ -171,7 +225,9 @@ static void Reload(void) {
   char dir[] = "/tmp/vor-session-XXXXXX";
   EXPECT(mkdtemp(dir) != NULL);
   pid_t child = StartSleep();
-  vor_session_options options = {.size = sizeof options};
+  char error[256] = "stale", expected[256];
+  vor_session_options options = {.size = sizeof options, .error_buffer = error,
+                                 .error_buffer_size = sizeof error};
   options.storage_dir = dir;
   vor_session* session = NULL;
   vor_list_status status;
@@ -182,7 +238,8 @@ static void Reload(void) {
 
   WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/>"
                  "<vor_process_entry flags=\"2\" parent_path=\"/sbin/init\"/></vor_process_list>");
-  EXPECT(vor_session_reload(session) == VOR_OK);
+  strcpy(error, "stale");
+  EXPECT(vor_session_reload(session) == VOR_OK && error[0] == '\0');
   EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_LOADED &&
          status.entries == 2);
   int lines = 0;
@@ -192,6 +249,9 @@ static void Reload(void) {
   /* A broken list does not replace the one in force: the attempt failed. */
   WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\"");
   EXPECT(vor_session_reload(session) == 0x8000005au);
+  snprintf(expected, sizeof expected, "cannot load '%s/vor_proc.xms': Invalid signature "
+           "(line 1, column 46: Error parsing start element tag)", dir);
+  EXPECT(strcmp(error, expected) == 0);
   EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
          status.result == 0x8000005au && status.line == 1);
   vor_process_list_info info = {.size = sizeof info};
@@ -212,8 +272,9 @@ static void Reload(void) {
   EXPECT(vor_session_process_list(session, NULL) == VOR_E_INVALID_ARGUMENT);
   vor_session_close(session);
 
-  /* Opened on the broken list, the session reports it and where it broke. */
-  EXPECT(vor_session_open(&options, &session) == VOR_OK);
+  /* Opened on the broken list, the session reports it and where it broke;
+   * the open itself succeeded. */
+  EXPECT(vor_session_open(&options, &session) == VOR_OK && error[0] == '\0');
   EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
          status.result == 0x8000005au && status.line == 1 && status.column > 1 &&
          status.description[0] != '\0');
@@ -241,7 +302,7 @@ static void KillVictim(void* context, uint32_t level, const char* line) {
 }
 
 static void* ThreadId(void* arg) {
-  *(pid_t*)arg = (pid_t)syscall(SYS_gettid);
+  __atomic_store_n((pid_t*)arg, (pid_t)syscall(SYS_gettid), __ATOMIC_SEQ_CST);
   usleep(300000);
   return NULL;
 }
@@ -369,6 +430,8 @@ static void ReloadUnderChecks(void) {
 
 int main(void) {
   BadArguments();
+  Versions();
+  OptionsAndOpenErrors();
   MakeLinked();
   Entries();
   TwoThreadsWhileReloading();
