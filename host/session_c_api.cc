@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/exception_code.h"
 #include "host/feature_flags.h"
 #include "vor/session.h"
 #include "vor/session.hpp"
@@ -46,6 +47,7 @@ struct vor_session {
 
 namespace {
 
+using vor::host::CurrentExceptionCode;
 using vor::host::Session;
 using vor::host::SessionOptions;
 
@@ -105,18 +107,6 @@ uint32_t ReadOptions(const vor_session_options& in, SessionOptions& out, ErrorBu
   }
   if (VOR_HAS(in, exact)) out.exact = in.exact;
   return VOR_OK;
-}
-
-// The code of the exception being handled: out of memory, or anything else,
-// which is not out of memory. Call only inside a catch block.
-uint32_t CurrentExceptionCode() noexcept {
-  try {
-    throw;
-  } catch (const std::bad_alloc&) {
-    return VOR_E_OUT_OF_MEMORY;
-  } catch (...) {
-    return VOR_E_UNKNOWN_EXCEPTION;
-  }
 }
 
 // Runs `ask` and hands its answer out; an exception on the way fails the

@@ -167,29 +167,6 @@ static void Entries(void) {
   }
 }
 
-static void* CheckMany(void* arg) {
-  vor_session* session = arg;
-  for (int i = 0; i < 500; ++i) {
-    bool ls = false, self = false, tmp = true;
-    EXPECT(vor_session_check_file(session, "/usr/bin/ls", &ls) == VOR_OK && ls);
-    EXPECT(vor_session_check_file(session, "/tmp/not-critical", &tmp) == VOR_OK && !tmp);
-    EXPECT(vor_session_check_pid(session, (uint32_t)getpid(), &self) == VOR_OK && self);
-    ExpectEntries(session, false);
-  }
-  return NULL;
-}
-
-static void TwoThreadsWhileReloading(void) {
-  vor_session* session = NULL;
-  EXPECT(vor_session_open(NULL, &session) == VOR_OK);
-  if (session == NULL) return;
-  pthread_t threads[2];
-  for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckMany, session);
-  for (int i = 0; i < 10; ++i) EXPECT(vor_session_reload(session) == VOR_OK);
-  for (int i = 0; i < 2; ++i) pthread_join(threads[i], NULL);
-  vor_session_close(session);
-}
-
 static void WriteList(const char* dir, const char* text) {
   char path[512];
   snprintf(path, sizeof path, "%s/vor_proc.xms", dir);
@@ -219,74 +196,6 @@ static pid_t StartSleep(void) {
     usleep(5000);
   }
   return child;
-}
-
-static void Reload(void) {
-  char dir[] = "/tmp/vor-session-XXXXXX";
-  EXPECT(mkdtemp(dir) != NULL);
-  pid_t child = StartSleep();
-  char error[256] = "stale", expected[256];
-  vor_session_options options = {.size = sizeof options, .error_buffer = error,
-                                 .error_buffer_size = sizeof error};
-  options.storage_dir = dir;
-  vor_session* session = NULL;
-  vor_list_status status;
-  bool critical = true;
-  EXPECT(vor_session_open(&options, &session) == VOR_OK);
-  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_NONE);
-  EXPECT(vor_session_check_pid(session, (uint32_t)child, &critical) == VOR_OK && !critical);
-
-  WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/>"
-                 "<vor_process_entry flags=\"2\" parent_path=\"/sbin/init\"/></vor_process_list>");
-  strcpy(error, "stale");
-  EXPECT(vor_session_reload(session) == VOR_OK && error[0] == '\0');
-  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_LOADED &&
-         status.entries == 2);
-  int lines = 0;
-  EXPECT(vor_session_explain_pid(session, (uint32_t)child, &critical, CountLine, &lines) == VOR_OK);
-  EXPECT(critical && lines > 0);
-
-  /* A broken list does not replace the one in force: the attempt failed. */
-  WriteList(dir, "<vor_process_list><vor_process_entry flags=\"1\"");
-  EXPECT(vor_session_reload(session) == 0x8000005au);
-  snprintf(expected, sizeof expected, "cannot load '%s/vor_proc.xms': Invalid signature "
-           "(line 1, column 46: Error parsing start element tag)", dir);
-  EXPECT(strcmp(error, expected) == 0);
-  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
-         status.result == 0x8000005au && status.line == 1);
-  vor_process_list_info info = {.size = sizeof info};
-  EXPECT(vor_session_process_list(session, &info) == VOR_OK && info.in_force == VOR_LIST_LOADED &&
-         info.entries == 2 && info.last_result == 0x8000005au && info.last_line == 1 &&
-         info.last_column > 1 && info.last_description[0] != '\0');
-  EXPECT(vor_session_check_pid(session, (uint32_t)child, &critical) == VOR_OK && critical);
-  /* An older caller's smaller struct is filled to its end and no further. */
-  struct {
-    vor_process_list_info info;
-    char guard;
-  } older = {.info = {.size = offsetof(vor_process_list_info, last_result)}, .guard = 'g'};
-  memset(older.info.last_description, 'x', sizeof older.info.last_description);
-  EXPECT(vor_session_process_list(session, &older.info) == VOR_OK && older.info.entries == 2 &&
-         older.info.last_result == 0 && older.info.last_description[0] == 'x');
-  older.info.size = offsetof(vor_process_list_info, entries);
-  EXPECT(vor_session_process_list(session, &older.info) == VOR_E_INVALID_ARGUMENT);
-  EXPECT(vor_session_process_list(session, NULL) == VOR_E_INVALID_ARGUMENT);
-  vor_session_close(session);
-
-  /* Opened on the broken list, the session reports it and where it broke;
-   * the open itself succeeded. */
-  EXPECT(vor_session_open(&options, &session) == VOR_OK && error[0] == '\0');
-  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
-         status.result == 0x8000005au && status.line == 1 && status.column > 1 &&
-         status.description[0] != '\0');
-  EXPECT(vor_session_process_list(session, &info) == VOR_OK && info.in_force == VOR_LIST_NONE &&
-         info.entries == 0 && info.last_result == 0x8000005au);
-  vor_session_close(session);
-
-  kill(child, SIGKILL);
-  waitpid(child, NULL, 0);
-  char list[512];
-  snprintf(list, sizeof list, "%s/vor_proc.xms", dir);
-  EXPECT(unlink(list) == 0 && rmdir(dir) == 0);
 }
 
 /* The trace callback that ends the process being asked about, mid-question. */
@@ -374,7 +283,8 @@ static void PinnedChecks(void) {
 
 /* Checks on two threads while the main thread reloads good lists and broken
  * ones: the listed process is critical throughout (a broken list never
- * replaces the one in force), and no check ever fails. */
+ * replaces the one in force), entries and this process keep their answers,
+ * and no check ever fails. */
 struct Checker {
   vor_session* session;
   pid_t listed;
@@ -384,43 +294,85 @@ struct Checker {
 static void* CheckUntilStopped(void* arg) {
   struct Checker* c = arg;
   while (!__atomic_load_n(&c->stop, __ATOMIC_SEQ_CST)) {
-    bool critical = false, tmp = true;
+    bool critical = false, tmp = true, self = false;
     EXPECT(vor_session_check_pid(c->session, (uint32_t)c->listed, &critical) == VOR_OK && critical);
     EXPECT(vor_session_check_file(c->session, "/tmp/not-critical", &tmp) == VOR_OK && !tmp);
+    EXPECT(vor_session_check_pid(c->session, (uint32_t)getpid(), &self) == VOR_OK && self);
+    ExpectEntries(c->session, false);
   }
   return NULL;
 }
 
-static void ReloadUnderChecks(void) {
-  char dir[] = "/tmp/vor-session-XXXXXX";
+/* The list in force and the last load, through reloads of good and broken
+ * lists, as both statuses and the caller's error buffer tell them. */
+static void ListsAndReloads(void) {
+  char dir[] = "/tmp/vor-session-XXXXXX", error[256] = "stale", expected[256];
   EXPECT(mkdtemp(dir) != NULL);
   const char* lists[] = {
-      "<vor_process_list><vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/></vor_process_list>",
+      "<vor_process_list><vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/>"
+      "<vor_process_entry flags=\"2\" parent_path=\"/sbin/init\"/></vor_process_list>",
       "<vor_process_list><vor_process_entry flags=\"1\"",
       "<vor_process_list><vor_process_entry flags=\"3\" path=\"/usr/bin/sleep\" parent_path=\"/x\"/>"
       "<vor_process_entry flags=\"1\" path=\"/usr/bin/sleep\"/></vor_process_list>",
       "<vor_other/>"};
-  WriteList(dir, lists[0]);
-  vor_session_options options = {.size = sizeof options};
-  options.storage_dir = dir;
+  vor_session_options options = {.size = sizeof options, .storage_dir = dir, .error_buffer = error,
+                                 .error_buffer_size = sizeof error};
   struct Checker checker = {NULL, StartSleep(), 0};
+  vor_list_status status;
+  vor_process_list_info info = {.size = sizeof info};
+  bool critical = true;
+  int lines = 0;
   EXPECT(vor_session_open(&options, &checker.session) == VOR_OK);
-  if (checker.session != NULL) {
-    pthread_t threads[2];
-    for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckUntilStopped, &checker);
-    for (int round = 0; round < 40; ++round) {
-      const int which = round % 4;
-      WriteList(dir, lists[which]);
-      const uint32_t code = vor_session_reload(checker.session);
-      EXPECT(which % 2 == 0 ? code == VOR_OK : code != VOR_OK);
-      vor_process_list_info info = {.size = sizeof info};
-      EXPECT(vor_session_process_list(checker.session, &info) == VOR_OK &&
-             info.in_force == VOR_LIST_LOADED && (info.last_result == VOR_OK) == (which % 2 == 0));
-    }
-    __atomic_store_n(&checker.stop, 1, __ATOMIC_SEQ_CST);
-    for (int i = 0; i < 2; ++i) pthread_join(threads[i], NULL);
-    vor_session_close(checker.session);
+  if (checker.session == NULL) return;
+  vor_session* session = checker.session;
+  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_NONE);
+  EXPECT(vor_session_check_pid(session, (uint32_t)checker.listed, &critical) == VOR_OK && !critical);
+  WriteList(dir, lists[0]);
+  EXPECT(vor_session_reload(session) == VOR_OK && error[0] == '\0');
+  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_LOADED &&
+         status.entries == 2);
+  EXPECT(vor_session_explain_pid(session, (uint32_t)checker.listed, &critical, CountLine, &lines) ==
+             VOR_OK && critical && lines > 0);
+  pthread_t threads[2];
+  for (int i = 0; i < 2; ++i) pthread_create(&threads[i], NULL, CheckUntilStopped, &checker);
+  snprintf(expected, sizeof expected, "cannot load '%s/vor_proc.xms': Invalid signature "
+           "(line 1, column 46: Error parsing start element tag)", dir);
+  for (int round = 1; round < 40; ++round) {
+    const int which = round % 4;
+    WriteList(dir, lists[which]);
+    const uint32_t code = vor_session_reload(session);
+    EXPECT(which % 2 == 0 ? code == VOR_OK : code != VOR_OK);
+    EXPECT(vor_session_process_list(session, &info) == VOR_OK && info.in_force == VOR_LIST_LOADED &&
+           info.entries == 2 && (info.last_result == VOR_OK) == (which % 2 == 0));
+    if (which != 1) continue;  /* the broken document: where it broke, in both statuses */
+    EXPECT(code == 0x8000005au && strcmp(error, expected) == 0);
+    EXPECT(info.last_line == 1 && info.last_column == 46 && info.last_description[0] != '\0');
+    EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
+           status.result == 0x8000005au && status.line == 1);
   }
+  __atomic_store_n(&checker.stop, 1, __ATOMIC_SEQ_CST);
+  for (int i = 0; i < 2; ++i) pthread_join(threads[i], NULL);
+  /* An older caller's smaller struct is filled to its end and no further. */
+  struct {
+    vor_process_list_info info;
+    char guard;
+  } older = {.info = {.size = offsetof(vor_process_list_info, last_result)}, .guard = 'g'};
+  memset(older.info.last_description, 'x', sizeof older.info.last_description);
+  EXPECT(vor_session_process_list(session, &older.info) == VOR_OK && older.info.entries == 2 &&
+         older.info.last_result == 0 && older.info.last_description[0] == 'x');
+  older.info.size = offsetof(vor_process_list_info, entries);
+  EXPECT(vor_session_process_list(session, &older.info) == VOR_E_INVALID_ARGUMENT);
+  EXPECT(vor_session_process_list(session, NULL) == VOR_E_INVALID_ARGUMENT);
+  vor_session_close(session);
+
+  /* Opened on a broken list: the open succeeds, the load failed, nothing in force. */
+  WriteList(dir, lists[1]);
+  EXPECT(vor_session_open(&options, &session) == VOR_OK && error[0] == '\0');
+  EXPECT(vor_session_list_status(session, &status) == VOR_OK && status.state == VOR_LIST_FAILED &&
+         status.column > 1 && status.description[0] != '\0');
+  EXPECT(vor_session_process_list(session, &info) == VOR_OK && info.in_force == VOR_LIST_NONE &&
+         info.entries == 0 && info.last_result == 0x8000005au);
+  vor_session_close(session);
   kill(checker.listed, SIGKILL);
   waitpid(checker.listed, NULL, 0);
   char list[512];
@@ -434,11 +386,9 @@ int main(void) {
   OptionsAndOpenErrors();
   MakeLinked();
   Entries();
-  TwoThreadsWhileReloading();
+  ListsAndReloads();
   EXPECT(unlink(linked[3]) == 0 && rmdir(linked_dir) == 0);
-  Reload();
   PinnedChecks();
-  ReloadUnderChecks();
   printf("%d passed, %d failed\n", failures ? 0 : 1, failures ? 1 : 0);
   return failures ? 1 : 0;
 }
