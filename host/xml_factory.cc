@@ -234,18 +234,12 @@ zel::result_t XmlFactory::OpenDocument(zel::IIo* source, std::uint32_t format,
     }
     {
       std::lock_guard<std::mutex> hold(mutex_);
-      lastError_.clear();
       lastParseError_ = {};
     }
     return HandDocument(std::move(tree), out);
   } catch (const std::bad_alloc&) {
     return Counted(kOutOfMemory);
   }
-}
-
-std::string XmlFactory::last_error() const {
-  std::lock_guard<std::mutex> hold(mutex_);
-  return lastError_;
 }
 
 XmlParseError XmlFactory::last_parse_error() const {
@@ -256,7 +250,6 @@ XmlParseError XmlFactory::last_parse_error() const {
 void XmlFactory::Fail(std::string text, XmlParseError parse) {
   TraceLine(tracer_.get(), 300, text);
   std::lock_guard<std::mutex> hold(mutex_);
-  lastError_ = std::move(text);
   lastParseError_ = std::move(parse);
 }
 

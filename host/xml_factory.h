@@ -47,10 +47,6 @@ class XmlFactory : public HostObject<zel::IXmlFactory> {
   zel::result_t OpenDocument(zel::IIo* source, std::uint32_t format,
                              zel::IXmlNode** out) override;
 
-  // The reason the last OpenDocument failed ("" after a success), such as
-  // "xml: Start-end tags mismatch at offset 42".
-  std::string last_error() const;
-
   // Where the last document that did not parse broke; empty and 0 when the
   // last OpenDocument did not fail on malformed XML.
   XmlParseError last_parse_error() const;
@@ -61,7 +57,6 @@ class XmlFactory : public HostObject<zel::IXmlFactory> {
   Ref<zel::ITracer> tracer_;
   std::size_t maxBytes_;
   mutable std::mutex mutex_;
-  std::string lastError_;
   XmlParseError lastParseError_;
 };
 
