@@ -124,21 +124,33 @@ TEST_F(ProcessInfoTest, StatusBufferFromTheHostAllocatorAndItsLines) {
 
 TEST(OpenExistingFile, WalksPathsOverTheLimit) {
   testing::TempDir dir;
-  // A directory chain longer than 4096 bytes, built relative to each step.
+  // A directory chain longer than 4096 bytes, built relative to each step,
+  // with a file whose path is exactly 4096 bytes, one past what one open takes.
   const std::string component(200, 'd');
-  std::string deep = dir.path;
+  std::string deep = dir.path, exact;
   ASSERT_EQ(::chdir(dir.path.c_str()), 0);
-  for (int i = 0; i < 25; ++i, deep += "/" + component) {
+  for (int i = 0; i < 45; ++i) {  // over 8192 bytes: two rounds of the walk
     ASSERT_EQ(::mkdir(component.c_str(), 0700), 0);
     ASSERT_EQ(::chdir(component.c_str()), 0);
+    deep += "/" + component;
+    if (exact.empty() && 4096 - deep.size() - 1 < 256) {
+      exact = deep + "/" + std::string(4096 - deep.size() - 1, 'e');
+      std::ofstream(exact.substr(deep.size() + 1)) << "exact";
+    }
   }
+  ASSERT_EQ(exact.size(), 4096u);
   std::ofstream("status") << "deep";
   ASSERT_EQ(::chdir("/"), 0);
+  const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+  const auto before = descriptors();
   int fd = -1;
   ASSERT_EQ(OpenExistingFile(fd, (deep + "/status").c_str(), O_RDONLY, 0), zel::kOk);
   char buffer[8] = {};
   EXPECT_EQ(::read(fd, buffer, sizeof buffer), 4);
   EXPECT_STREQ(buffer, "deep");
+  ::close(fd);
+  EXPECT_EQ(descriptors(), before) << "the walk leaves no folder open";
+  ASSERT_EQ(OpenExistingFile(fd, exact.c_str(), O_RDONLY, 0), zel::kOk);
   ::close(fd);
   EXPECT_EQ(OpenExistingFile(fd, (deep + "/absent").c_str(), O_RDONLY, 0), zel::kErrFileNotFound);
   EXPECT_EQ(fd, -1);

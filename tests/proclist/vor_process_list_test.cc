@@ -15,6 +15,11 @@
 namespace vor {
 namespace {
 
+// An environment service that cannot expand anything.
+struct FailingEnvironment : host::HostObject<zel::IEnvironment> {
+  zel::result_t ExpandStrings(const char16_t*, zel::IWideStringOut*) override { return zel::kErrMedia; }
+};
+
 TEST(VorProcessList, DecisionTable) {
   // First: as root it moves this process to a mount namespace of its own.
   const testing::TempDir dir;
@@ -38,7 +43,8 @@ TEST(VorProcessList, DecisionTable) {
     if (r[1] == "refused") host.locator->Refuse(zel::IFeatureFlags::kIid);
     if (r[1] != "refused" && !r[1].empty()) host.flags->Set("disable_vor.process.namespaces.workaround", r[1]);
     if (r[2] == "refused") host.locator->Refuse(zel::IEnvironment::kIid);
-    if (r[2] != "refused" && !r[2].empty()) host.environment->Set("ProductType", r[2]);
+    if (r[2] == "fails") host.Register(zel::IEnvironment::kIid, host::MakeHostObject<FailingEnvironment>().get());
+    if (r[2] != "refused" && r[2] != "fails" && !r[2].empty()) host.environment->Set("ProductType", r[2]);
     if (!r[3].empty()) {
       host.WriteList(r[3]);
       ASSERT_EQ(list.UpdateFromStorage(host.storage.get()), zel::kOk);

@@ -26,9 +26,11 @@ class PlainFrameworkException : public Exception {
 
 class CodedFrameworkException : public exception {
  public:
-  explicit CodedFrameworkException(result_t code) : exception("coded.cc", 9, "Coded") {
+  // `extra` more properties than the two; an exception keeps four at most.
+  explicit CodedFrameworkException(result_t code, int extra = 0) : exception("coded.cc", 9, "Coded") {
     AddProperty("zel.result", kTypeTagResult, code);
     AddProperty("os.module_result", 0x1234, 7);
+    for (int i = 0; i < extra; ++i) AddProperty("x", 0x10 + i, 0);
     Describe();
   }
 };
@@ -56,6 +58,7 @@ TEST(ResultFromExceptionTest, EveryKindGivesItsCodeAndOneLine) {
       make_exception_ptr(PlainFrameworkException()),
       make_exception_ptr(GetInterfaceException(kErrNotFound, 0x9cca5603, 0)),
       make_exception_ptr(CodedFrameworkException(kErrMedia)),
+      make_exception_ptr(CodedFrameworkException(kErrMedia, 3)),
       make_exception_ptr(std::bad_alloc()),
       make_exception_ptr(std::bad_cast()),
       make_exception_ptr(std::length_error("append")),
