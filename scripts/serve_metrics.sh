@@ -22,7 +22,10 @@ work=$(mktemp -d)
 port=$((20000 + RANDOM % 20000))
 exporter=""
 cleanup() {
-  [[ -n $exporter ]] && kill "$exporter" 2>/dev/null && wait "$exporter" 2>/dev/null
+  if [[ -n $exporter ]]; then
+    kill "$exporter" 2>/dev/null
+    wait "$exporter" 2>/dev/null || true  # it ends by the signal: not a failure here
+  fi
   rm -rf "$work"
 }
 trap cleanup EXIT
