@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,13 @@ namespace {
 // An environment service that cannot expand anything.
 struct FailingEnvironment : host::HostObject<zel::IEnvironment> {
   zel::result_t ExpandStrings(const char16_t*, zel::IWideStringOut*) override { return zel::kErrMedia; }
+};
+// Services that throw from inside the question, as a broken host's may.
+struct ThrowingEnvironment : host::HostObject<zel::IEnvironment> {
+  zel::result_t ExpandStrings(const char16_t*, zel::IWideStringOut*) override { throw std::runtime_error("env"); }
+};
+struct ThrowingFlags : host::HostObject<zel::IFeatureFlags> {
+  zel::result_t GetFlag(const char*, zel::IStringOut*) override { throw std::runtime_error("flags"); }
 };
 
 TEST(VorProcessList, DecisionTable) {
@@ -41,10 +49,14 @@ TEST(VorProcessList, DecisionTable) {
     VorProcessList list(host.locator.get());
     ASSERT_EQ(list.Init(host.allocator.get(), host.release), zel::kOk);
     if (r[1] == "refused") host.locator->Refuse(zel::IFeatureFlags::kIid);
-    if (r[1] != "refused" && !r[1].empty()) host.flags->Set("disable_vor.process.namespaces.workaround", r[1]);
+    if (r[1] == "throws") host.Register(zel::IFeatureFlags::kIid, host::MakeHostObject<ThrowingFlags>().get());
+    if (r[1] != "refused" && r[1] != "throws" && !r[1].empty())
+      host.flags->Set("disable_vor.process.namespaces.workaround", r[1]);
     if (r[2] == "refused") host.locator->Refuse(zel::IEnvironment::kIid);
     if (r[2] == "fails") host.Register(zel::IEnvironment::kIid, host::MakeHostObject<FailingEnvironment>().get());
-    if (r[2] != "refused" && r[2] != "fails" && !r[2].empty()) host.environment->Set("ProductType", r[2]);
+    if (r[2] == "throws") host.Register(zel::IEnvironment::kIid, host::MakeHostObject<ThrowingEnvironment>().get());
+    const bool typed = r[2] != "refused" && r[2] != "fails" && r[2] != "throws";
+    if (typed && !r[2].empty()) host.environment->Set("ProductType", r[2]);
     if (!r[3].empty()) {
       host.WriteList(r[3]);
       ASSERT_EQ(list.UpdateFromStorage(host.storage.get()), zel::kOk);
