@@ -28,6 +28,7 @@ struct RecentDirectory {
 };
 struct RecentDirectories {
   std::uint64_t uses;
+  std::uint32_t last;  // the slot used last
   RecentDirectory slots[8];
 };
 thread_local RecentDirectories recent;
@@ -43,9 +44,79 @@ zel::result_t FileEntries::Refresh() {
   if (zel::Failed(code)) return code;
   std::unique_lock hold(mutex_);
   links_ = std::move(links);
-  directories_.clear();
+  slots_.clear();
+  arena_.clear();
+  remembered_ = 0;
   epoch_.store(epochs.fetch_add(1) + 1);
   return zel::kOk;
+}
+
+namespace {
+
+// Two units of a record hold one size.
+std::size_t Read32(const char16_t* at) { return at[0] | static_cast<std::size_t>(at[1]) << 16; }
+void Append32(std::u16string& out, std::size_t value) {
+  out.push_back(static_cast<char16_t>(value & 0xffff));
+  out.push_back(static_cast<char16_t>(value >> 16));
+}
+// Bytes packed two to a unit.
+std::size_t Units(std::size_t bytes) { return (bytes + 1) / 2; }
+void AppendBytes(std::u16string& out, std::string_view bytes) {
+  const std::size_t at = out.size();
+  out.resize(at + Units(bytes.size()));
+  std::memcpy(out.data() + at, bytes.data(), bytes.size());
+}
+
+std::uint64_t HashOf(std::string_view directory) {
+  return std::hash<std::string_view>()(directory) | 1;  // never 0, which marks a free slot
+}
+
+}  // namespace
+
+bool FileEntries::Find(std::string_view directory, std::uint64_t hash, Directory& out) const {
+  if (slots_.empty()) return false;
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+    const Slot& slot = slots_[i];
+    if (slot.record == 0) return false;
+    if (slot.hash != hash) continue;
+    const char16_t* record = arena_.data() + slot.record - 1;
+    const std::size_t size = Read32(record);
+    const char* key = reinterpret_cast<const char*>(record + 8);
+    if (size != directory.size() || std::memcmp(key, directory.data(), size) != 0) continue;
+    const std::size_t physical = Read32(record + 2);
+    const char16_t* spellings = record + 8 + Units(size) + Units(physical);
+    out.physical = std::string_view(reinterpret_cast<const char*>(record + 8 + Units(size)), physical);
+    out.spellings = std::u16string_view(spellings, Read32(record + 4));
+    out.count = Read32(record + 6);
+    return true;
+  }
+}
+
+void FileEntries::Remember(std::string_view directory, std::uint64_t hash, std::string_view physical,
+                           std::u16string_view spellings, std::size_t count) {
+  Directory known;
+  if (remembered_ >= capacity_ || Find(directory, hash, known)) return;
+  const std::size_t units = 8 + Units(directory.size()) + Units(physical.size()) + spellings.size();
+  if (arena_.size() + units > kArenaUnits) return;  // full: not remembered
+  if (slots_.empty()) {
+    std::size_t size = 16;
+    while (size < 2 * capacity_) size *= 2;
+    slots_.resize(size);
+  }
+  const std::size_t record = arena_.size();
+  Append32(arena_, directory.size());
+  Append32(arena_, physical.size());
+  Append32(arena_, spellings.size());
+  Append32(arena_, count);
+  AppendBytes(arena_, directory);
+  AppendBytes(arena_, physical);
+  arena_.append(spellings);
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t i = hash & mask;
+  while (slots_[i].record != 0) i = (i + 1) & mask;
+  slots_[i] = {hash, static_cast<std::uint32_t>(record + 1)};
+  ++remembered_;
 }
 
 bool FileEntries::Spell(std::string_view physical, std::string_view own, std::u16string& out,
@@ -94,12 +165,12 @@ zel::result_t FileEntries::Resolve(std::string_view directory, std::string& phys
   }
   std::string own(directory);
   own += '/';
+  std::u16string spellings;
+  std::size_t count = 0;
   std::unique_lock hold(mutex_);
-  if (directories_.size() >= capacity_) return zel::kOk;  // full: not remembered
-  Directory known;
-  if (physical != directory) known.physical = physical;
-  if (!Spell(physical, own, known.spellings, known.count)) return zel::kErrInvalidSymbol;
-  directories_.try_emplace(std::string(directory), std::move(known));
+  if (!Spell(physical, own, spellings, count)) return zel::kErrInvalidSymbol;
+  Remember(directory, HashOf(directory), physical == directory ? std::string_view() : physical,
+           spellings, count);
   return zel::kOk;
 }
 
@@ -110,14 +181,14 @@ zel::result_t FileEntries::With(std::string_view directory, Use use) {
     use(directory, root);
     return zel::kOk;
   }
+  const std::uint64_t hash = HashOf(directory);
   std::string physical;
   for (int attempt = 0; attempt < 2; ++attempt) {
     {
       std::shared_lock hold(mutex_);
-      const auto known = directories_.find(directory);
-      if (known != directories_.end()) {
-        const Directory& found = known->second;
-        use(found.physical.empty() ? directory : std::string_view(found.physical), found);
+      Directory found;
+      if (Find(directory, hash, found)) {
+        use(found.physical.empty() ? directory : found.physical, found);
         return zel::kOk;
       }
     }
@@ -126,17 +197,19 @@ zel::result_t FileEntries::With(std::string_view directory, Use use) {
     if (code != zel::kOk) return code;
   }
   // Resolved, but the cache is full.
+  std::u16string spellings;
   Directory transient;
   std::string own(directory);
   own += '/';
   std::shared_lock hold(mutex_);
-  if (!Spell(physical, own, transient.spellings, transient.count)) return zel::kErrInvalidSymbol;
+  if (!Spell(physical, own, spellings, transient.count)) return zel::kErrInvalidSymbol;
+  transient.spellings = spellings;
   use(std::string_view(physical), transient);
   return zel::kOk;
 }
 
 zel::result_t FileEntries::AppendOtherSpellings(const AskedPath& asked, std::pmr::u16string& out,
-                                                std::size_t& count) {
+                                                std::size_t& count, std::u16string_view wideName) {
   count = 0;
   if (asked.directory.empty()) return zel::kOk;
   const std::uint64_t epoch = epoch_.load();
@@ -149,16 +222,26 @@ zel::result_t FileEntries::AppendOtherSpellings(const AskedPath& asked, std::pmr
   zel::result_t code = zel::kOk;
   if (!name.empty()) {
     RecentDirectories& mine = recent;
-    RecentDirectory* memo = &mine.slots[0];
-    for (RecentDirectory& slot : mine.slots) {
-      if (slot.epoch == epoch && slot.size == asked.directory.size() &&
-          std::memcmp(slot.directory, asked.directory.data(), slot.size) == 0) {
-        directories = slot.spellings;
-        spellings = slot.count;
-        memo = &slot;
-        break;
+    const auto same = [&](const RecentDirectory& slot) {
+      return slot.epoch == epoch && slot.size == asked.directory.size() &&
+             std::memcmp(slot.directory, asked.directory.data(), slot.size) == 0;
+    };
+    // Most paths are in the directory of the one before.
+    RecentDirectory* memo = &mine.slots[mine.last];
+    if (!same(*memo)) {
+      memo = &mine.slots[0];
+      for (RecentDirectory& slot : mine.slots) {
+        if (same(slot)) {
+          memo = &slot;
+          break;
+        }
+        if (slot.used < memo->used) memo = &slot;
       }
-      if (slot.used < memo->used) memo = &slot;
+      mine.last = static_cast<std::uint32_t>(memo - mine.slots);
+    }
+    if (same(*memo)) {
+      directories = memo->spellings;
+      spellings = memo->count;
     }
     memo->used = ++mine.uses;
     if (directories == nullptr) {
@@ -213,7 +296,9 @@ zel::result_t FileEntries::AppendOtherSpellings(const AskedPath& asked, std::pmr
     directories += size;
     if (count == 0) {
       nameAt = out.size();
-      if (!AppendWide(name, out)) {
+      if (!wideName.empty() && name == asked.name) {
+        out.append(wideName);
+      } else if (!AppendWide(name, out)) {
         out.resize(start);
         count = 0;
         return zel::kErrInvalidSymbol;

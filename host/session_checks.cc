@@ -1,7 +1,6 @@
 // The checks: a file by its entry, a process pinned while it is asked.
 #include <cerrno>
 #include <memory_resource>
-#include <optional>
 
 #include "host/exception_code.h"
 #include "host/process_pin.h"
@@ -21,10 +20,17 @@ template <class Check>
 Answer Ask(const std::shared_ptr<Instance>& instance, SessionTracer& tracer,
            std::vector<std::string>* explain, Check check) {
   Answer answer;
-  std::optional<LineList> lines;
-  std::optional<SessionTracer::Collect> collect;
-  if (explain != nullptr) collect.emplace(tracer, VOR_TRACE_INFO, lines.emplace(*explain));
-  answer.result = check(*instance->service.get(), answer.critical);
+  if (explain == nullptr) {
+    answer.result = check(*instance->service.get(), answer.critical);
+  } else {
+    // Out of line: the collector's buffer would be cleared on every plain
+    // check too, a tenth of what a bulk check by entry adds.
+    [&]() __attribute__((noinline)) {
+      LineList lines(*explain);
+      const SessionTracer::Collect collect(tracer, VOR_TRACE_INFO, lines);
+      answer.result = check(*instance->service.get(), answer.critical);
+    }();
+  }
   if (zel::Failed(answer.result)) answer.critical = false;
   return answer;
 }
@@ -84,10 +90,14 @@ Answer Session::Impl::CheckEntry(std::string_view path, std::string* asked, std:
   const Answer answer = AskFile(instance, *tracer.get(), explain, wide.c_str());
   if (zel::Failed(answer.result) || answer.critical || !ByEntry()) return answer;
 
+  // The final name, widened already: the text after the last slash (a copy,
+  // as `wide` grows).
+  const std::size_t slash = shape.name.empty() ? wide.size() - 1 : wide.rfind(u'/');
+  const std::pmr::u16string name(std::u16string_view(wide).substr(slash + 1), &arena);
   wide.push_back(u'\0');
   const std::size_t first = wide.size();
   std::size_t count = 0;
-  const zel::result_t code = fileEntries.AppendOtherSpellings(shape, wide, count);
+  const zel::result_t code = fileEntries.AppendOtherSpellings(shape, wide, count, name);
   if (zel::Failed(code)) return {code, false};
   std::vector<std::string> lines;
   for (std::size_t at = first; count > 0; --count) {
