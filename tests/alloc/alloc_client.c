@@ -1,9 +1,9 @@
-/* A small C client of libvor-host, run by alloc_sweep.sh with one of its
- * allocations refused: it opens a session on a storage holding a process
- * list, asks about files and processes, reads the list status and closes.
- * Exit 0: every answer it got was true, or was a failure that did not read
- * critical; 1: a lie (printed). A crash or an abort is the sweep's to see.
- *   alloc_client STORAGE_DIR LISTED_PID */
+// A small C client of libvor-host, run by alloc_sweep.sh with one of its
+// allocations refused: it opens a session on a storage holding a process
+// list, asks about files and processes, reads the list status and closes.
+// Exit 0: every answer it got was true, or was a failure that did not read
+// critical; 1: a lie (printed). A crash or an abort is the sweep's to see.
+// alloc_client STORAGE_DIR LISTED_PID
 #include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -42,8 +42,8 @@ int main(int argc, char** argv) {
   code = vor_session_check_file(session, "/tmp/vor-not-critical", &critical);
   if (critical) LIE("/tmp/vor-not-critical reads critical (0x%08x)", (unsigned)code);
 
-  /* The listed process is critical, or its check failed, or the last load
-   * of the list said it failed: never a silent "not critical". */
+  // The listed process is critical, or its check failed, or the last load
+  // of the list said it failed: never a silent "not critical".
   vor_process_list_info info = {.size = sizeof info};
   const uint32_t state = vor_session_process_list(session, &info);
   const bool loadFailed = state != VOR_OK || info.last_result != VOR_OK;

@@ -1,8 +1,8 @@
-/* Preloaded into a process (LD_PRELOAD), fails the Nth of its allocations:
- * every malloc, calloc, realloc and aligned allocation counts, the process's
- * own, its libraries' and the module's. Set VOR_FAIL_ALLOC_AT=N (1-based; 0
- * or unset fails none); with VOR_FAIL_ALLOC_REPORT=FILE the count of
- * allocations made is written to FILE at exit. */
+// Preloaded into a process (LD_PRELOAD), fails the Nth of its allocations:
+// every malloc, calloc, realloc and aligned allocation counts, the process's
+// own, its libraries' and the module's. Set VOR_FAIL_ALLOC_AT=N (1-based; 0
+// or unset fails none); with VOR_FAIL_ALLOC_REPORT=FILE the count of
+// allocations made is written to FILE at exit.
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
@@ -36,7 +36,7 @@ __attribute__((destructor)) static void Report(void) {
   close(fd);
 }
 
-/* Whether this allocation is the one to refuse. */
+// Whether this allocation is the one to refuse.
 static int Refused(void) {
   unsigned long n = __atomic_add_fetch(&g_count, 1, __ATOMIC_RELAXED);
   if (n != g_fail_at || g_fail_at == 0) return 0;

@@ -1,8 +1,8 @@
-/* Files that are not libvor modules, for the module trust suite, built from
- * this one source: a shared library whose constructor leaves a marker file
- * (so a test sees whether it ever ran), the same with the module's entry
- * point by name alone (VOR_DEFINE_ENTRY_POINT), and a static program
- * (VOR_STATIC_PROGRAM). */
+// Files that are not libvor modules, for the module trust suite, built from
+// this one source: a shared library whose constructor leaves a marker file
+// (so a test sees whether it ever ran), the same with the module's entry
+// point by name alone (VOR_DEFINE_ENTRY_POINT), and a static program
+// (VOR_STATIC_PROGRAM).
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>

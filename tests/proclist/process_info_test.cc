@@ -118,6 +118,14 @@ TEST_F(ProcessInfoTest, StatusBufferFromTheHostAllocatorAndItsLines) {
   EXPECT_TRUE(host.tracer->Contains("vor:    <Pid> = <" + std::to_string(::getpid()) + ">"));
   host.allocator->FailAt(1);
   EXPECT_EQ(GetProcessParentPid(trace, ::getpid(), ppid, host.allocator.get()), zel::kErrOutOfMemory);
+  // A daemon host may have closed its standard input: the status file is
+  // then descriptor 0, closed like any other.
+  const int input = ::dup(0);
+  ::close(0);
+  EXPECT_EQ(GetProcessParentPid(trace, ::getpid(), ppid, nullptr), zel::kOk);
+  EXPECT_EQ(::fcntl(0, F_GETFD), -1) << "descriptor 0 left open";
+  ::dup2(input, 0);
+  ::close(input);
   zel::string path;
   EXPECT_EQ(GetProcessImagePath(zel::Tracer(), ::getpid(), path), zel::kErrInvalidArgument);
 }
