@@ -62,6 +62,7 @@ void Append32(std::u16string& out, std::size_t value) {
 // Bytes packed two to a unit.
 std::size_t Units(std::size_t bytes) { return (bytes + 1) / 2; }
 void AppendBytes(std::u16string& out, std::string_view bytes) {
+  if (bytes.empty()) return;  // a view of nothing may hold no pointer for memcpy
   const std::size_t at = out.size();
   out.resize(at + Units(bytes.size()));
   std::memcpy(out.data() + at, bytes.data(), bytes.size());

@@ -68,7 +68,7 @@
  * critical for every such path. Under a root other than "/" (options.root)
  * the answers are the module's letter: the entries are this machine's, not
  * the root's. Resolutions of directories are remembered until the next
- * reload (16384 directories at most, some 7 MB): a link or directory changed
+ * reload (32768 directories at most, some 4 MB): a link or directory changed
  * since is seen after it. */
 #ifndef VOR_SESSION_H_
 #define VOR_SESSION_H_
