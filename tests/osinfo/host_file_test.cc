@@ -6,10 +6,23 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <new>
 #include <string>
 
 #include "host/lumo_file_factory.h"
 #include "host/posix_file.h"
+
+// While set, the nothrow allocations of the code under test fail, as on an
+// exhausted heap.
+static bool g_refuseNothrow = false;
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (g_refuseNothrow) return nullptr;
+  try {
+    return ::operator new(size);  // the plain one, which operator delete pairs with
+  } catch (...) {
+    return nullptr;
+  }
+}
 
 namespace vor::host {
 namespace {
@@ -83,6 +96,17 @@ TEST(PosixFileTest, ReadsStopAtTheCap) {
   ASSERT_EQ(io->Seek(4, zel::IIo::kSeekBegin, nullptr), 0u);
   EXPECT_EQ(io->Read(buffer, sizeof buffer, &got), PosixFile::kTooBig);
   EXPECT_EQ(std::string(buffer, got), "5678") << "the bytes up to the cap arrive";
+}
+
+TEST(LumoFileFactoryTest, NoMemoryIsAFailureNotAFactory) {
+  for (const char* root : {"/", "/tmp"}) {
+    zel::result_t code = zel::kOk;
+    g_refuseNothrow = true;
+    const Ref<LumoFileFactory> factory = LumoFileFactory::Create(root, &code);
+    g_refuseNothrow = false;
+    EXPECT_FALSE(factory) << root;
+    EXPECT_EQ(code, zel::kErrOutOfMemory) << root;
+  }
 }
 
 // The rest of the factory's refusals are rows of data/release_trees.txt.
