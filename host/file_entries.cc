@@ -59,6 +59,10 @@ void Append32(std::u16string& out, std::size_t value) {
   out.push_back(static_cast<char16_t>(value & 0xffff));
   out.push_back(static_cast<char16_t>(value >> 16));
 }
+// Slots looked at for one directory at most: names chosen to share a hash
+// cost a bounded search, then a resolution as if the table were full.
+constexpr std::size_t kMaxProbes = 64;
+
 // Bytes packed two to a unit.
 std::size_t Units(std::size_t bytes) { return (bytes + 1) / 2; }
 void AppendBytes(std::u16string& out, std::string_view bytes) {
@@ -77,7 +81,7 @@ std::uint64_t HashOf(std::string_view directory) {
 bool FileEntries::Find(std::string_view directory, std::uint64_t hash, Directory& out) const {
   if (slots_.empty()) return false;
   const std::size_t mask = slots_.size() - 1;
-  for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+  for (std::size_t i = hash & mask, probes = 0; probes < kMaxProbes; i = (i + 1) & mask, ++probes) {
     const Slot& slot = slots_[i];
     if (slot.record == 0) return false;
     if (slot.hash != hash) continue;
@@ -92,6 +96,7 @@ bool FileEntries::Find(std::string_view directory, std::uint64_t hash, Directory
     out.count = Read32(record + 6);
     return true;
   }
+  return false;
 }
 
 void FileEntries::Remember(std::string_view directory, std::uint64_t hash, std::string_view physical,
@@ -105,6 +110,11 @@ void FileEntries::Remember(std::string_view directory, std::uint64_t hash, std::
     while (size < 2 * capacity_) size *= 2;
     slots_.resize(size);
   }
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t i = hash & mask;
+  for (std::size_t probes = 0; slots_[i].record != 0; i = (i + 1) & mask) {
+    if (++probes == kMaxProbes) return;  // a run of names made to collide: not remembered
+  }
   const std::size_t record = arena_.size();
   Append32(arena_, directory.size());
   Append32(arena_, physical.size());
@@ -113,9 +123,6 @@ void FileEntries::Remember(std::string_view directory, std::uint64_t hash, std::
   AppendBytes(arena_, directory);
   AppendBytes(arena_, physical);
   arena_.append(spellings);
-  const std::size_t mask = slots_.size() - 1;
-  std::size_t i = hash & mask;
-  while (slots_[i].record != 0) i = (i + 1) & mask;
   slots_[i] = {hash, static_cast<std::uint32_t>(record + 1)};
   ++remembered_;
 }
