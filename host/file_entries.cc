@@ -236,10 +236,11 @@ zel::result_t FileEntries::AppendOtherSpellings(const AskedPath& asked, std::pmr
     };
     // Most paths are in the directory of the one before.
     RecentDirectory* memo = &mine.slots[mine.last];
-    if (!same(*memo)) {
+    bool hit = same(*memo);
+    if (!hit) {
       memo = &mine.slots[0];
       for (RecentDirectory& slot : mine.slots) {
-        if (same(slot)) {
+        if ((hit = same(slot))) {
           memo = &slot;
           break;
         }
@@ -247,7 +248,7 @@ zel::result_t FileEntries::AppendOtherSpellings(const AskedPath& asked, std::pmr
       }
       mine.last = static_cast<std::uint32_t>(memo - mine.slots);
     }
-    if (same(*memo)) {
+    if (hit) {
       directories = memo->spellings;
       spellings = memo->count;
     }
